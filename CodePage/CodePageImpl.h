@@ -1,0 +1,110 @@
+// CodePageImpl: the code page object behind CodePage. It holds the catalogue row of its code page and the two
+// translation tables, filled from translation files or from the operating system.
+// Thread safety: any thread may call anything at any time. The object's lock is held only while fields are
+// read or written, never while text is converted.
+
+#pragma once
+
+#include "CodePage/CodePage.h"
+#include "CodePage/MultiByteToUnicode.h"
+#include "CodePage/UnicodeToMultiByte.h"
+#include "KBase/Export.h"
+#include "KSynch/AtomicLong.h"
+#include "KSynch/Locks.h"
+
+#include <string>
+
+namespace KCodePage {
+
+class KCODEPAGE_EXPORT CodePageImpl : public CodePage {
+public:
+    // An object for code page -1 without tables: usable once it has been deserialized. Until then, what needs
+    // a table throws UserErrorException.
+    CodePageImpl();
+
+    // Takes the row of `codePage` from the catalogue and fills its tables. Throws UserErrorException for a
+    // value without a row, and what filling the tables throws (Table).
+    explicit CodePageImpl(CODE_PAGE codePage);
+
+    // Shared by reference; two objects with one lock's worth of fields each would only drift apart.
+    CodePageImpl(const CodePageImpl&) = delete;
+    CodePageImpl& operator=(const CodePageImpl&) = delete;
+    ~CodePageImpl() override;
+
+    // Fills the three outputs from the catalogue row of `codePage`, replacing what they held. Throws
+    // UserErrorException for a value without a row.
+    static void GetIANAInfo(CODE_PAGE codePage, std::string& ianaName, KBase::WideString& ianaNameWide,
+                            unsigned int& windowsCodePage);
+
+    // The path of the translation file of `table` for `codePage`: base path, IANA name, a dot and the table's
+    // extension. Throws UserErrorException for a value without a row. Requires: `table` is not null.
+    static KBase::ReturnWString CreateFileName(CODE_PAGE codePage, Table* table);
+
+    const wchar16* GetIANAName() const override;
+    const char* GetIANANameASCII() const override;
+    KBase::ReturnPtrI<UnicodeString> ConvertToUnicode(const char* text, unsigned int length,
+                                                      USE_SUBSTITUTION_CHARACTER substitution) override;
+    bool IsLeadingByte(char byte) const override;
+    unsigned int GetNumberOfBytesInThisCharacter(const char* text) const override;
+    bool IsEscapeSequence(const char* text) const override;
+    unsigned int GetNumberOfBytesInThisEscapeSequence(const char* text) const override;
+    KBase::ReturnPtrI<MultiByteString> ConvertToMultiByte(const wchar16* text, unsigned int length,
+                                                          USE_SUBSTITUTION_CHARACTER substitution) override;
+    KBase::ReturnPtrI<MultiByteString>
+    ConvertToMultiByteObservingBlockSize(unsigned int& consumed, unsigned int blockSize, const wchar16* text,
+                                         unsigned int length,
+                                         USE_SUBSTITUTION_CHARACTER substitution) override;
+
+    // The CODE_PAGE value, -1 for an object that was never initialised.
+    int GetType() const override;
+
+    // The Windows number of the catalogue row.
+    unsigned int GetWindowsAPICodePage() const;
+
+    // The two tables, with references of the caller's own: null for utf-8 and unicode-1-1.
+    struct Tables {
+        KBase::SmartPtrI<MultiByteToUnicode> multiByteToUnicode;
+        KBase::SmartPtrI<UnicodeToMultiByte> unicodeToMultiByte;
+    };
+    Tables GetTables() const;
+
+    // A code page is serialized as its number alone. DeSerialize shares the names and tables of the
+    // registry's object for the number read, and throws what GetCodePage throws, the object unchanged.
+    void Serialize(KSerialization::WriteDataStream& stream) const override;
+    void DeSerialize(KSerialization::ReadDataStream& stream) override;
+
+    std::int32_t AddRef() const override;
+    std::int32_t Release() const override;
+
+private:
+    friend class CodePageImplTestAccess; // reaches the operating system's routes, which have no public caller
+
+    // The fields that belong together: they are read and replaced as one, under the lock.
+    struct Fields {
+        std::string ianaName;
+        KBase::WideString ianaNameWide;
+        CODE_PAGE codePage = static_cast<CODE_PAGE>(-1);
+        unsigned int windowsCodePage = 0;
+        KBase::SmartPtrI<MultiByteToUnicode> multiByteToUnicode; // null for utf-8 and unicode-1-1
+        KBase::SmartPtrI<UnicodeToMultiByte> unicodeToMultiByte;
+    };
+
+    template <class T>
+    struct Route;
+
+    void Initialize(CODE_PAGE codePage);
+    void Replace(Fields&& replacement);
+    Route<MultiByteToUnicode> DecodingRoute() const;
+    Route<UnicodeToMultiByte> EncodingRoute() const;
+    [[noreturn]] void ThrowNotSupported() const;
+
+    // The operating system's own conversions. The library's callers convert through the tables.
+    KBase::ReturnPtrI<UnicodeString> ConvertToUnicodeWindowsAPI(const char* text, unsigned int length);
+    KBase::ReturnPtrI<MultiByteString> ConvertToMultiByteWindowsAPI(const wchar16* text, unsigned int length);
+
+    Fields fields; // guarded by `lock`
+    KBase::ReturnPtr<KSynch::RWLock> lock;
+    mutable KSynch::AtomicLong referenceCount;
+};
+
+} // namespace KCodePage

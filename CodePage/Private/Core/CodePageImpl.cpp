@@ -1,0 +1,134 @@
+#include "CodePage/CodePageImpl.h"
+
+#include "CodePage/Exceptions.h"
+#include "CodePage/Private/Characters/Failure.h"
+#include "CodePage/Private/Core/BasePath.h"
+#include "CodePage/Private/Core/ModuleState.h"
+#include "FileSystem/Paths.h"
+#include "KSerialization/Streams.h"
+
+#include <utility>
+
+namespace KCodePage {
+
+namespace {
+
+constexpr char substitutionCharacter = '?';
+
+} // namespace
+
+CodePageImpl::CodePageImpl() : lock(KSynch::CreateRWLock(KSynch::LOCK_CATEGORY_CODE_PAGE)) {}
+
+CodePageImpl::CodePageImpl(CODE_PAGE codePage) : CodePageImpl() {
+    Initialize(codePage);
+}
+
+CodePageImpl::~CodePageImpl() = default;
+
+void CodePageImpl::GetIANAInfo(CODE_PAGE codePage, std::string& ianaName, KBase::WideString& ianaNameWide,
+                               unsigned int& windowsCodePage) {
+    const KBase::SmartPtrI<IANAInfo> list(KCodePage::GetIANAInfo());
+    const char* name = list ? list->GetIANANameASCII(codePage) : nullptr;
+    if (name == nullptr) {
+        Throw<UserErrorException>(KBase::WideStream() << "The character set is not supported: "
+                                                      << static_cast<std::int32_t>(codePage));
+    }
+    ianaName = name;
+    ianaNameWide = list->GetIANAName(codePage);
+    windowsCodePage = list->GetWindowsCodePage(codePage);
+}
+
+KBase::ReturnWString CodePageImpl::CreateFileName(CODE_PAGE codePage, Table* table) {
+    std::string ianaName;
+    KBase::WideString ianaNameWide;
+    unsigned int windowsCodePage = 0;
+    GetIANAInfo(codePage, ianaName, ianaNameWide, windowsCodePage);
+    KBase::WideString path = KFileSystem::CombinePaths(GetBasePath(), ianaNameWide);
+    path.push_back('.');
+    path += table->GetFileExtension();
+    return path;
+}
+
+void CodePageImpl::Initialize(CODE_PAGE codePage) {
+    Fields filled;
+    filled.codePage = codePage;
+    GetIANAInfo(codePage, filled.ianaName, filled.ianaNameWide, filled.windowsCodePage);
+    if (codePage != UTF_8 && codePage != UNICODE_1_1) {
+        filled.multiByteToUnicode = KBase::SmartPtrI<MultiByteToUnicode>(
+            new MultiByteToUnicode(codePage, filled.windowsCodePage, substitutionCharacter));
+        filled.unicodeToMultiByte = KBase::SmartPtrI<UnicodeToMultiByte>(
+            new UnicodeToMultiByte(codePage, filled.windowsCodePage, substitutionCharacter));
+        if (UsesWindowsAPI(GetBasePath())) {
+            filled.multiByteToUnicode->ReadFromWindowsAPI();
+            filled.unicodeToMultiByte->ReadFromWindowsAPI();
+        } else {
+            // iso-2022-jp reads the files of shift_jis; files of its own do not exist.
+            const CODE_PAGE fileCodePage = codePage == ISO_2022_JP ? SHIFT_JIS : codePage;
+            const auto read = [&](auto& table) {
+                table.ReadFromFile(CreateFileName(fileCodePage, &table).c_str());
+            };
+            read(*filled.multiByteToUnicode);
+            read(*filled.unicodeToMultiByte);
+        }
+    }
+    Replace(std::move(filled));
+}
+
+void CodePageImpl::Replace(Fields&& replacement) {
+    const KSynch::ScopedWriteLock hold(*lock);
+    std::swap(fields, replacement); // what was held goes after the lock
+}
+
+const wchar16* CodePageImpl::GetIANAName() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return fields.ianaNameWide.c_str();
+}
+
+const char* CodePageImpl::GetIANANameASCII() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return fields.ianaName.c_str();
+}
+
+int CodePageImpl::GetType() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return fields.codePage;
+}
+
+unsigned int CodePageImpl::GetWindowsAPICodePage() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return fields.windowsCodePage;
+}
+
+CodePageImpl::Tables CodePageImpl::GetTables() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return {fields.multiByteToUnicode, fields.unicodeToMultiByte};
+}
+
+void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {
+    stream.WriteInteger32(GetType());
+}
+
+void CodePageImpl::DeSerialize(KSerialization::ReadDataStream& stream) {
+    const KBase::ReturnPtrI<CodePageImpl> shared = FindOrCreateCodePage(stream.ReadInteger32());
+    // Copied out under the shared object's lock, then stored under this one's: never two locks at once, also
+    // where this is the shared object.
+    Fields copy = [&] {
+        const KSynch::ScopedReadLock hold(*shared->lock);
+        return shared->fields;
+    }();
+    Replace(std::move(copy));
+}
+
+std::int32_t CodePageImpl::AddRef() const {
+    return ++referenceCount;
+}
+
+std::int32_t CodePageImpl::Release() const {
+    const std::int32_t count = --referenceCount;
+    if (count == 0) {
+        delete this;
+    }
+    return count;
+}
+
+} // namespace KCodePage

@@ -1,0 +1,287 @@
+// The conversions and queries of CodePageImpl: each chooses a route by the code page and hands the work to a
+// table or to the UTF-8 routines.
+
+#include "CodePage/CodePageImpl.h"
+#include "CodePage/Exceptions.h"
+#include "CodePage/Private/Characters/Failure.h"
+#include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/ShiftJisToJis.h"
+#include "KBase/UTF8Routines.h"
+#include "OperatingSystem/CodePages.h"
+#include "OperatingSystem/LastError.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace KCodePage {
+
+namespace {
+
+[[noreturn]] void ThrowNotImplemented(std::string_view operation) {
+    Throw<UserErrorException>(KBase::WideStream() << "OneToOne::" << operation << " - not implemented");
+}
+
+bool Substitutes(CodePage::USE_SUBSTITUTION_CHARACTER substitution) noexcept {
+    return substitution == CodePage::SUBSTITUTE;
+}
+
+KBase::ReturnPtrI<UnicodeString> DecodeUTF8(const char* text,
+                                            CodePage::USE_SUBSTITUTION_CHARACTER substitution) {
+    const KBase::WideString decoded = KBase::UTF8ToWideChar(text, Substitutes(substitution));
+    if (decoded.size() > std::numeric_limits<unsigned int>::max()) {
+        throw std::length_error("string too long");
+    }
+    return MakeUnicodeString(decoded.data(), static_cast<unsigned int>(decoded.size()));
+}
+
+// Kept: the text ends at its first zero unit, whatever `length` says.
+KBase::ReturnPtrI<MultiByteString> EncodeUTF8(const wchar16* text, unsigned int length,
+                                              CodePage::USE_SUBSTITUTION_CHARACTER substitution) {
+    const std::string encoded = KBase::WideCharToUTF8UsingLength(text, length, Substitutes(substitution));
+    const std::size_t end = std::min(encoded.find('\0'), encoded.size());
+    if (end > std::numeric_limits<unsigned int>::max()) {
+        throw std::length_error("string too long");
+    }
+    return MakeMultiByteString(encoded.data(), static_cast<unsigned int>(end));
+}
+
+// Kept: unit by unit, so that the halves of a surrogate pair count as unpaired; the output stays below
+// `blockSize`; a zero unit is consumed and gives nothing.
+KBase::ReturnPtrI<MultiByteString> EncodeUTF8Block(unsigned int& consumed, unsigned int blockSize,
+                                                   const wchar16* text, unsigned int length,
+                                                   CodePage::USE_SUBSTITUTION_CHARACTER substitution) {
+    constexpr std::size_t longestPiece = 3;
+    const std::size_t worst = length * longestPiece;
+    auto result = MultiByteStringImpl::CreateForWriting(std::min<std::size_t>(blockSize - 1, worst));
+    std::size_t total = 0;
+    wchar16 unit[2] = {0, 0};
+    for (; consumed < length; ++consumed) {
+        unit[0] = text[consumed];
+        // At most three bytes, which std::string holds without an allocation.
+        const std::string piece = KBase::WideCharToUTF8(unit, Substitutes(substitution));
+        if (total + piece.size() >= blockSize) {
+            break;
+        }
+        std::memcpy(result->WritingPlace() + total, piece.data(), piece.size());
+        total += piece.size();
+    }
+    result->Finish(total);
+    return result;
+}
+
+} // namespace
+
+// What a conversion or query takes from the object: its code page, and a table that stays alive for as long
+// as this does.
+template <class T>
+struct CodePageImpl::Route {
+    CODE_PAGE codePage;
+    KBase::SmartPtrI<T> table;
+};
+
+CodePageImpl::Route<MultiByteToUnicode> CodePageImpl::DecodingRoute() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return {fields.codePage, fields.multiByteToUnicode};
+}
+
+CodePageImpl::Route<UnicodeToMultiByte> CodePageImpl::EncodingRoute() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return {fields.codePage, fields.unicodeToMultiByte};
+}
+
+void CodePageImpl::ThrowNotSupported() const {
+    Throw<UserErrorException>(KBase::WideStream()
+                              << "The character set is not supported: " << KBase::WideView(GetIANAName()));
+}
+
+KBase::ReturnPtrI<UnicodeString> CodePageImpl::ConvertToUnicode(const char* text, unsigned int length,
+                                                                USE_SUBSTITUTION_CHARACTER substitution) {
+    const auto route = DecodingRoute();
+    switch (route.codePage) {
+    case UTF_8:
+        return DecodeUTF8(text, substitution);
+    case UNICODE_1_1:
+        ThrowNotImplemented("ConvertToUnicode");
+    case ISO_2022_JP: // one-way: it encodes, and is scanned for escape sequences
+        ThrowNotSupported();
+    default:
+        if (!route.table) {
+            ThrowNotSupported();
+        }
+        return route.table->Convert(text, length, substitution);
+    }
+}
+
+KBase::ReturnPtrI<MultiByteString> CodePageImpl::ConvertToMultiByte(const wchar16* text, unsigned int length,
+                                                                    USE_SUBSTITUTION_CHARACTER substitution) {
+    unsigned int consumed = 0;
+    return ConvertToMultiByteObservingBlockSize(consumed, 0, text, length, substitution);
+}
+
+KBase::ReturnPtrI<MultiByteString>
+CodePageImpl::ConvertToMultiByteObservingBlockSize(unsigned int& consumed, unsigned int blockSize,
+                                                   const wchar16* text, unsigned int length,
+                                                   USE_SUBSTITUTION_CHARACTER substitution) {
+    consumed = 0;
+    const auto route = EncodingRoute();
+    switch (route.codePage) {
+    case UTF_8:
+        return blockSize == 0 ? EncodeUTF8(text, length, substitution)
+                              : EncodeUTF8Block(consumed, blockSize, text, length, substitution);
+    case UNICODE_1_1:
+        ThrowNotImplemented(blockSize == 0 ? "ConvertToMultiByte" : "ConvertToMultiByteObservingBlockSize");
+    default:
+        if (!route.table) {
+            ThrowNotSupported();
+        }
+        return blockSize == 0
+                   ? route.table->Convert(text, length, substitution)
+                   : route.table->ConvertObservingBlockSize(consumed, blockSize, text, length, substitution);
+    }
+}
+
+bool CodePageImpl::IsLeadingByte(char byte) const {
+    const auto route = DecodingRoute();
+    switch (route.codePage) {
+    case UTF_8:
+        return KBase::UTF8IsLeadingByte(byte);
+    case UNICODE_1_1:
+        ThrowNotImplemented("IsLeadingByte");
+    default:
+        if (!route.table) {
+            ThrowNotSupported();
+        }
+        return route.table->IsLeadingByte(static_cast<unsigned char>(byte));
+    }
+}
+
+unsigned int CodePageImpl::GetNumberOfBytesInThisCharacter(const char* text) const {
+    const auto route = DecodingRoute();
+    switch (route.codePage) {
+    case UTF_8:
+        return KBase::UTF8TotalBytes(text[0]);
+    case UNICODE_1_1:
+        ThrowNotImplemented("GetNumberOfBytesInThisCharacter");
+    default:
+        if (!route.table) {
+            ThrowNotSupported();
+        }
+        return route.table->GetNumberOfBytesInThisCharacter(text);
+    }
+}
+
+bool CodePageImpl::IsEscapeSequence(const char* text) const {
+    const auto route = DecodingRoute();
+    switch (route.codePage) {
+    case ISO_2022_JP:
+        return route.table->IsEscapeSequence(text);
+    case UNLISTED:
+        ThrowNotSupported();
+    case UNICODE_1_1:
+        ThrowNotImplemented("IsEscapeSequence");
+    default:
+        return false;
+    }
+}
+
+unsigned int CodePageImpl::GetNumberOfBytesInThisEscapeSequence(const char* text) const {
+    const auto route = DecodingRoute();
+    switch (route.codePage) {
+    case ISO_2022_JP:
+        return route.table->GetNumberOfBytesInThisEscapeSequence(text);
+    case UNLISTED:
+        ThrowNotSupported();
+    case UNICODE_1_1:
+        ThrowNotImplemented("GetNumberOfBytesInThisEscapeSequence");
+    default:
+        return 0;
+    }
+}
+
+namespace {
+
+// Kept: where the number of the last error would be expected, these texts show the address of the routine
+// that would have told it.
+KBase::WideStream& AppendLastErrorRoutine(KBase::WideStream& text) {
+    return text.Pointer(reinterpret_cast<std::uintptr_t>(&OperatingSystem::GetLastError));
+}
+
+// The services take a signed length: a longer text is refused, not read to its first zero.
+int ServiceLength(unsigned int length) noexcept {
+    return length <= static_cast<unsigned int>(std::numeric_limits<int>::max()) ? static_cast<int>(length)
+                                                                                : 0;
+}
+
+[[noreturn]] void ThrowErrorConvertingToUnicode() {
+    KBase::WideStream text;
+    Throw<CodePageConversionException>(AppendLastErrorRoutine(text << "Error converting to Unicode: "));
+}
+
+} // namespace
+
+KBase::ReturnPtrI<UnicodeString> CodePageImpl::ConvertToUnicodeWindowsAPI(const char* text,
+                                                                          unsigned int length) {
+    const unsigned int number = GetWindowsAPICodePage();
+    if (length == 0) {
+        return MakeUnicodeString(nullptr, 0);
+    }
+    const int needed =
+        OperatingSystem::MultiByteToWideChar(number, 0, text, ServiceLength(length), nullptr, 0);
+    if (needed == 0) {
+        ThrowErrorConvertingToUnicode();
+    }
+    auto result = UnicodeStringImpl::CreateForWriting(static_cast<std::size_t>(needed));
+    const int written = OperatingSystem::MultiByteToWideChar(number, 0, text, ServiceLength(length),
+                                                             result->WritingPlace(), needed);
+    if (written == 0) {
+        ThrowErrorConvertingToUnicode();
+    }
+    result->Finish(static_cast<std::size_t>(written));
+    return result;
+}
+
+KBase::ReturnPtrI<MultiByteString> CodePageImpl::ConvertToMultiByteWindowsAPI(const wchar16* text,
+                                                                              unsigned int length) {
+    unsigned int number = 0;
+    CODE_PAGE codePage = UNLISTED;
+    {
+        const KSynch::ScopedReadLock hold(*lock);
+        number = fields.windowsCodePage;
+        codePage = fields.codePage;
+    }
+    if (length == 0) {
+        return MakeMultiByteString(nullptr, 0);
+    }
+    if (codePage == ISO_2022_JP) {
+        // Shift-JIS first, which is then turned into JIS.
+        std::string ianaName;
+        KBase::WideString ianaNameWide;
+        GetIANAInfo(SHIFT_JIS, ianaName, ianaNameWide, number);
+    }
+    int usedDefault = 0;
+    const int needed = OperatingSystem::WideCharToMultiByte(number, 0, text, ServiceLength(length), nullptr,
+                                                            0, "?", &usedDefault);
+    if (needed == 0) {
+        Throw<CodePageConversionException>(KBase::WideStream() << "Error converting to MultiByte: "
+                                                               << OperatingSystem::GetLastError());
+    }
+    auto result = MultiByteStringImpl::CreateForWriting(static_cast<std::size_t>(needed));
+    const int written = OperatingSystem::WideCharToMultiByte(
+        number, 0, text, ServiceLength(length), result->WritingPlace(), needed, "?", &usedDefault);
+    if (written == 0) {
+        KBase::WideStream failure;
+        Throw<CodePageConversionException>(
+            AppendLastErrorRoutine(failure << "Error converting to MultiByte: "));
+    }
+    result->Finish(static_cast<std::size_t>(written));
+    if (codePage == ISO_2022_JP) {
+        return ShiftJisToJis::Instance()->Convert(result.Get());
+    }
+    return result;
+}
+
+} // namespace KCodePage

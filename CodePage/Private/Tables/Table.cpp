@@ -1,0 +1,7 @@
+#include "CodePage/Table.h"
+
+namespace KCodePage {
+
+Table::~Table() = default;
+
+} // namespace KCodePage

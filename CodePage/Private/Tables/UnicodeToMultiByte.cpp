@@ -1,0 +1,201 @@
+#include "CodePage/UnicodeToMultiByte.h"
+
+#include "CodePage/Exceptions.h"
+#include "CodePage/Private/Characters/Failure.h"
+#include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/Private/Tables/EncodeMap.h"
+#include "CodePage/Private/Tables/TableFile.h"
+#include "CodePage/ShiftJisToJis.h"
+#include "OperatingSystem/CodePages.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+namespace KCodePage {
+
+using KBase::operator""_w;
+
+namespace {
+
+constexpr std::size_t allCodeUnits = 0x10000;
+
+} // namespace
+
+UnicodeToMultiByte::UnicodeToMultiByte() = default;
+
+UnicodeToMultiByte::UnicodeToMultiByte(CODE_PAGE page, unsigned int windowsNumber, char substitution)
+    : codePage(page), windowsCodePage(windowsNumber), substitutionCharacter(substitution) {}
+
+UnicodeToMultiByte::UnicodeToMultiByte(const UnicodeToMultiByte& other)
+    : Table(other),
+      KBase::ReferenceCounted(other),
+      codePage(other.codePage),
+      windowsCodePage(other.windowsCodePage),
+      substitutionCharacter(other.substitutionCharacter),
+      entries(other.entries),
+      map(other.map ? std::make_unique<EncodeMap>(*other.map) : nullptr) {}
+
+UnicodeToMultiByte& UnicodeToMultiByte::operator=(const UnicodeToMultiByte& other) {
+    UnicodeToMultiByte copy(other);
+    codePage = copy.codePage;
+    windowsCodePage = copy.windowsCodePage;
+    substitutionCharacter = copy.substitutionCharacter;
+    entries = std::move(copy.entries);
+    map = std::move(copy.map);
+    return *this;
+}
+
+UnicodeToMultiByte::~UnicodeToMultiByte() = default;
+
+MultiByteCharacter UnicodeToMultiByte::Convert(unsigned short codeUnit) const {
+    return codeUnit < entries.size() ? entries[codeUnit] : MultiByteCharacter();
+}
+
+KBase::ReturnPtrI<MultiByteString>
+UnicodeToMultiByte::Convert(const unsigned short* input, unsigned int length,
+                            CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
+    unsigned int converted = 0;
+    return ConvertObservingBlockSize(converted, 0, input, length, mode);
+}
+
+KBase::ReturnPtrI<MultiByteString>
+UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned int blockSize,
+                                              const unsigned short* input, unsigned int length,
+                                              CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
+    converted = 0;
+    // Without a map (a table that was never filled, or whose file was damaged) the entries say it all.
+    const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{2});
+    const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
+    auto result = MultiByteStringImpl::CreateForWriting(capacity);
+    char* const output = result->WritingPlace();
+    std::size_t taken = 0;
+    std::size_t written = 0;
+    while (taken < length) {
+        if (map) {
+            const EncodeMap::Run run =
+                map->Convert(input + taken, length - taken, output + written, capacity - written);
+            taken += run.consumed;
+            written += run.written;
+            if (taken == length) {
+                break;
+            }
+        }
+        MultiByteCharacter character = Convert(input[taken]);
+        if (!character.IsValid()) {
+            if (mode != CodePage::SUBSTITUTE) {
+                converted = static_cast<unsigned int>(taken);
+                Throw<InvalidCharacterException>(
+                    (KBase::WideStream() << "Invalid character 000").Unit(input[taken]));
+            }
+            character = MultiByteCharacter(static_cast<unsigned char>(substitutionCharacter));
+        }
+        if (character.Length() > capacity - written) {
+            break; // only a block can be full: without one there is room for two bytes a unit
+        }
+        std::memcpy(output + written, character.Get(), character.Length());
+        written += character.Length();
+        ++taken;
+    }
+    result->Finish(written);
+    converted = static_cast<unsigned int>(taken);
+    if (codePage != ISO_2022_JP) {
+        return result;
+    }
+    ShiftJisToJis* const shiftJisToJis = ShiftJisToJis::Instance();
+    return blockSize != 0 ? shiftJisToJis->ConvertObservingBlockSize(converted, blockSize, result.Get())
+                          : shiftJisToJis->Convert(result.Get());
+}
+
+void UnicodeToMultiByte::ReadFromWindowsAPI() {
+    entries.reserve(0xFFFF);
+    map.reset();
+    // Kept: U+FFFF is never asked about.
+    for (unsigned int unit = 0; unit < 0xFFFF; ++unit) {
+        constexpr int capacity = 10;
+        const wchar16 codeUnit = static_cast<wchar16>(unit);
+        const char defaultCharacter[2] = {substitutionCharacter, 0};
+        char bytes[capacity] = {};
+        int usedDefault = 0;
+        const int written = OperatingSystem::WideCharToMultiByte(windowsCodePage, 0, &codeUnit, 1, bytes,
+                                                                 capacity, defaultCharacter, &usedDefault);
+        if (usedDefault != 0) {
+            continue;
+        }
+        if (written == 1) {
+            Store(codeUnit, MultiByteCharacter(static_cast<unsigned char>(bytes[0])));
+        } else if (written == 2) {
+            Store(codeUnit, MultiByteCharacter(static_cast<unsigned char>(bytes[0]),
+                                               static_cast<unsigned char>(bytes[1])));
+        }
+    }
+    CompileMap();
+}
+
+void UnicodeToMultiByte::Store(unsigned short codeUnit, const MultiByteCharacter& character) {
+    if (codeUnit >= entries.size()) {
+        if (codeUnit >= entries.capacity()) {
+            entries.reserve(allCodeUnits);
+        }
+        entries.resize(codeUnit + std::size_t{1});
+    }
+    entries[codeUnit] = character;
+}
+
+void UnicodeToMultiByte::ReadFromFile(const wchar16* fileName) {
+    DeSerialize(*ReadTableFile(fileName, CannotOpenTableFile(windowsCodePage)));
+}
+
+void UnicodeToMultiByte::WriteToFile(const wchar16* fileName) const {
+    // Kept: "Can't open" for writing too, unlike the other table.
+    WriteTableFile(fileName, CannotOpenTableFile(windowsCodePage),
+                   [this](KSerialization::WriteDataStream& stream) { Serialize(stream); });
+}
+
+const wchar16* UnicodeToMultiByte::GetFileExtension() const {
+    return u"U2M"_w;
+}
+
+void UnicodeToMultiByte::Serialize(KSerialization::WriteDataStream& stream) const {
+    stream.WriteInteger32(static_cast<std::int32_t>(windowsCodePage));
+    stream.WriteByte(static_cast<std::uint8_t>(substitutionCharacter));
+    stream.WriteInteger32(static_cast<std::int32_t>(entries.size()));
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        stream.WriteUnsigned16(static_cast<std::uint16_t>(i));
+        entries[i].Serialize(stream);
+    }
+}
+
+void UnicodeToMultiByte::DeSerialize(KSerialization::ReadDataStream& stream) {
+    constexpr std::size_t serializedRecordSize = 6;
+    windowsCodePage = stream.ReadUnsigned32();
+    substitutionCharacter = static_cast<char>(stream.ReadByte());
+    const std::size_t count = stream.ReadCount(serializedRecordSize);
+    map.reset();
+    entries.reserve(std::min(count, allCodeUnits));
+    for (std::size_t i = 0; i < count; ++i) {
+        const unsigned short codeUnit = stream.ReadUnsigned16();
+        MultiByteCharacter character;
+        character.DeSerialize(stream);
+        Store(codeUnit, character);
+    }
+    CompileMap();
+}
+
+void UnicodeToMultiByte::CompileMap() {
+    map = std::make_unique<EncodeMap>(*this);
+}
+
+std::int32_t UnicodeToMultiByte::AddRef() const {
+    return ++referenceCount;
+}
+
+std::int32_t UnicodeToMultiByte::Release() const {
+    const std::int32_t count = --referenceCount;
+    if (count == 0) {
+        delete this;
+    }
+    return count;
+}
+
+} // namespace KCodePage

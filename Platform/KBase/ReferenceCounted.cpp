@@ -1,0 +1,7 @@
+#include "KBase/ReferenceCounted.h"
+
+namespace KBase {
+
+ReferenceCounted::~ReferenceCounted() = default;
+
+} // namespace KBase

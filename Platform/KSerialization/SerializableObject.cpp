@@ -1,0 +1,7 @@
+#include "KSerialization/SerializableObject.h"
+
+namespace KSerialization {
+
+SerializableObject::~SerializableObject() = default;
+
+} // namespace KSerialization

@@ -1,0 +1,23 @@
+// AtomicLong: a 32-bit counter that any thread may change.
+
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace KSynch {
+
+class AtomicLong {
+public:
+    explicit AtomicLong(std::int32_t initial = 0) noexcept : value(initial) {}
+
+    // Both return the new value. A decrement makes everything done before it visible to the thread that
+    // brings the count to 0, so that this thread may destroy what is counted.
+    std::int32_t operator++() noexcept { return value.fetch_add(1, std::memory_order_relaxed) + 1; }
+    std::int32_t operator--() noexcept { return value.fetch_sub(1, std::memory_order_acq_rel) - 1; }
+
+private:
+    std::atomic<std::int32_t> value;
+};
+
+} // namespace KSynch

@@ -1,0 +1,272 @@
+// Everything at once on eight threads, for the thread and address sanitizers: what each thread sees must be
+// one of the answers that some order of the calls would give.
+
+#include "CodePage/CodePageImpl.h"
+#include "CodePage/CodePageRegistry.h"
+#include "CodePage/IANAInfo.h"
+#include "CodePage/Initializer.h"
+#include "KSerialization/Streams.h"
+#include "MarkedTables.h"
+#include "Raised.h"
+#include "TemporaryDirectory.h"
+#include "TimeLimit.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace KCodePage;
+using namespace CodePageTests;
+using KBase::operator""_w;
+
+constexpr int threadCount = 8;
+
+// Runs `work(thread, round)` on eight threads. Collects what it complains about.
+class Crowd {
+public:
+    void Run(int rounds, const std::function<void(int, int)>& work) {
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < threadCount; ++thread) {
+            threads.emplace_back([&, thread] {
+                for (int round = 0; round < rounds; ++round) {
+                    const Failure failure = Raised([&] { work(thread, round); });
+                    if (failure.type != "nothing") {
+                        Complain(failure.type + ": " + failure.text);
+                    }
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(complaints, 0) << first;
+    }
+
+    void Complain(const std::string& what) {
+        const std::lock_guard<std::mutex> hold(mutex);
+        if (complaints++ == 0) {
+            first = what;
+        }
+    }
+
+    void Expect(const std::string& seen, const std::string& expected) {
+        if (seen != expected) {
+            Complain("saw \"" + seen + "\" instead of \"" + expected + "\"");
+        }
+    }
+
+private:
+    std::mutex mutex;
+    int complaints = 0;
+    std::string first;
+};
+
+// The same text in each of these pages, and what one of its characters is alone.
+struct Page {
+    int number;
+    std::string bytes;
+    KBase::WideString units;
+};
+
+const std::vector<Page> pages = {
+    {15, "a\xC1", u"a\u0430"_w},     // koi8-r
+    {11, "a\x82\xA0", u"a\u3042"_w}, // shift_jis
+    {1, "a\xE9", u"a\u00E9"_w},      // iso-8859-1
+    {20, "a\xC3\xA9", u"a\u00E9"_w}, // utf-8
+};
+
+std::string Decode(CodePage& codePage, const std::string& bytes) {
+    const auto text = codePage.ConvertToUnicode(bytes.c_str(), static_cast<unsigned>(bytes.size()),
+                                                CodePage::THROW_INVALID_CHARACTER);
+    return Ascii(KBase::WideView(text->Get(), text->Length()));
+}
+
+std::string Encode(CodePage& codePage, const KBase::WideString& units) {
+    const auto text = codePage.ConvertToMultiByte(units.data(), static_cast<unsigned>(units.size()),
+                                                  CodePage::THROW_INVALID_CHARACTER);
+    return std::string(text->Get(), text->Length());
+}
+
+void DeSerialize(CodePageImpl& codePage, int number) {
+    auto binary = KDataType::CreateBinary(4, nullptr);
+    for (int i = 0; i < 4; ++i) {
+        binary->GetData()[i] = static_cast<char>(i == 0 ? number : 0);
+    }
+    codePage.DeSerialize(*KSerialization::ConvertBinary2ReadDataStream(std::move(binary), nullptr));
+}
+
+// Writes the true tables of the pages, as the operating system has them.
+void WriteTables(const std::filesystem::path& directory) {
+    SetBasePath(Widen(directory.string()).c_str());
+    for (const Page& page : pages) {
+        std::string name;
+        KBase::WideString wideName;
+        unsigned windowsNumber = 0;
+        const auto codePage = static_cast<CODE_PAGE>(page.number);
+        CodePageImpl::GetIANAInfo(codePage, name, wideName, windowsNumber);
+        if (page.number != UTF_8) {
+            MultiByteToUnicode decoding(codePage, windowsNumber, '?');
+            decoding.ReadFromWindowsAPI();
+            decoding.WriteToFile(CodePageImpl::CreateFileName(codePage, &decoding).c_str());
+            UnicodeToMultiByte encoding(codePage, windowsNumber, '?');
+            encoding.ReadFromWindowsAPI();
+            encoding.WriteToFile(CodePageImpl::CreateFileName(codePage, &encoding).c_str());
+        }
+    }
+}
+
+TEST(ThreadsTest, RequestsFlushesPathChangesConversionsAndReadingAllGoTogether) {
+    const TimeLimit limit("eight threads on everything", std::chrono::seconds(240));
+    const Initializer initializer;
+    const TemporaryDirectory directory;
+    WriteTables(directory.Path());
+    SetBasePath(u"UseWindowsAPI"_w);
+    const KBase::WideString tables = directory.Wide();
+    const KBase::SmartPtrI<CodePageImpl> shared(new CodePageImpl(KOI8_R)); // all threads read into it
+    Crowd crowd;
+    crowd.Run(25, [&](int thread, int round) {
+        const Page& page = pages[static_cast<std::size_t>(thread + round) % pages.size()];
+        const auto codePage = GetCodePageReference(page.number);
+        switch ((thread + round) % 6) {
+        case 0:
+            FlushCodePageCaches();
+            break;
+        case 1:
+            SetBasePath(round % 2 == 0 ? u"UseWindowsAPI"_w.Get() : tables.c_str());
+            break;
+        case 2:
+            DeSerialize(*shared, page.number);
+            break;
+        case 3: {
+            // Into the registry's own object, as long as this thread knows it.
+            auto& object = dynamic_cast<CodePageImpl&>(*codePage);
+            DeSerialize(object, page.number);
+            break;
+        }
+        case 4: {
+            const Initializer another;
+            crowd.Expect(GetIANAInfo()->GetIANANameASCII(KOI8_R), "koi8-r");
+            break;
+        }
+        default:
+            break;
+        }
+        crowd.Expect(Decode(*codePage, page.bytes), Ascii(page.units));
+        crowd.Expect(Encode(*codePage, page.units), page.bytes);
+        crowd.Expect(std::to_string(codePage->GetType()), std::to_string(page.number));
+        // Whatever page it is right now, it is one of them, and it converts ASCII.
+        crowd.Expect(Decode(*shared, "a"), "a");
+        crowd.Expect(Encode(*shared, u"a"_w), "a");
+        const unsigned windowsNumber = shared->GetWindowsAPICodePage();
+        if (windowsNumber != 20866 && windowsNumber != 932 && windowsNumber != 1252 &&
+            windowsNumber != 65001) {
+            crowd.Complain("a Windows number of no page: " + std::to_string(windowsNumber));
+        }
+    });
+}
+
+TEST(ThreadsTest, OneObjectAnswersAllThreadsWhileItIsPointedAtOtherCodePages) {
+    const TimeLimit limit("eight threads on one object");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(ISO_8859_1));
+    Crowd crowd;
+    // E1 is a small alpha, a small a with acute or a capital a in these pages; never a mixture or a failure.
+    crowd.Run(400, [&](int thread, int round) {
+        if (thread < 2) {
+            constexpr int numbers[] = {1, 7, 15};
+            DeSerialize(*object, numbers[(thread + round) % 3]);
+            return;
+        }
+        const std::string seen = Decode(*object, "\xE1");
+        if (seen != "\\u00E1" && seen != "\\u03B1" && seen != "\\u0410") {
+            crowd.Complain("saw " + seen);
+        }
+        if (object->IsLeadingByte('\xE1') || object->GetNumberOfBytesInThisCharacter("\xE1") != 1 ||
+            object->IsEscapeSequence("\x1B$B")) {
+            crowd.Complain("a wrong answer about bytes");
+        }
+        const int type = object->GetType();
+        if (type != 1 && type != 7 && type != 15) {
+            crowd.Complain("saw the type " + std::to_string(type));
+        }
+    });
+}
+
+TEST(ThreadsTest, AllThreadsThatAskAtOnceGetOneObject) {
+    const TimeLimit limit("eight threads asking at once");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    for (int round = 0; round < 30; ++round) {
+        FlushCodePageCaches();
+        std::vector<KBase::ReturnPtrI<CodePage>> seen(threadCount);
+        std::atomic<int> ready = 0;
+        std::vector<std::thread> threads;
+        for (std::size_t thread = 0; thread < threadCount; ++thread) {
+            threads.emplace_back([&, thread] {
+                ++ready;
+                while (ready < threadCount) {
+                    std::this_thread::yield();
+                }
+                seen[thread] = GetCodePageReference(15);
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        for (const auto& codePage : seen) {
+            ASSERT_EQ(codePage.Get(), seen.front().Get());
+        }
+        EXPECT_EQ(seen.front()->AddRef(), threadCount + 2); // each thread, the registry and this one
+        seen.front()->Release();
+    }
+}
+
+TEST(ThreadsTest, FailingCreationsOnSomeThreadsDoNotHinderOthers) {
+    const TimeLimit limit("failing requests on some threads");
+    const Initializer initializer;
+    const TemporaryDirectory directory;
+    MarkedTables::Write(directory.Path(), "koi8-r", 20866, 'q');
+    SetBasePath(directory.Wide().c_str());
+    Crowd crowd;
+    crowd.Run(60, [&](int thread, int) {
+        switch (thread % 4) {
+        case 0:
+            crowd.Expect(Raised([] { GetCodePageReference(19); }).text,
+                         "The character set is not supported: 19");
+            break;
+        case 1:
+            crowd.Expect(Raised([] { GetCodePageReference(1); }).type, "CodePageConversionException");
+            break;
+        case 2:
+            FlushCodePageCaches();
+            break;
+        default:
+            crowd.Expect(MarkedTables::Shown(*GetCodePageReference(15)), "qq");
+        }
+    });
+}
+
+TEST(ThreadsTest, TablesAreSharedByConversionsOnAllThreads) {
+    const TimeLimit limit("conversions on eight threads");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    std::string bytes;
+    std::string expected;
+    for (int i = 0; i < 500; ++i) {
+        bytes += "a\x82\xA0\xB1";
+        expected += "a\\u3042\\uFF71";
+    }
+    const auto codePage = GetCodePageReference(11);
+    Crowd crowd;
+    crowd.Run(20, [&](int, int) { crowd.Expect(Decode(*codePage, bytes), expected); });
+}
+
+} // namespace

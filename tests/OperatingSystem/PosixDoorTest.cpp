@@ -1,0 +1,544 @@
+// What the door does on a POSIX system only: pipes, devices, processes, rights, and where its answers come
+// from.
+
+#include "FileSystem/TestDirectory.h"
+#include "OperatingSystem/CRuntime.h"
+#include "OperatingSystem/Directories.h"
+#include "OperatingSystem/Environment.h"
+#include "OperatingSystem/Files.h"
+#include "OperatingSystem/LastError.h"
+#include "OperatingSystem/Posix/ErrorNumbers.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <optional>
+#include <poll.h>
+#include <set>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+
+namespace OperatingSystem {
+
+namespace {
+
+using FileTests::FileTest;
+using FileTests::Narrow;
+using FileTests::Wide;
+using FileTests::WidePath;
+using FileTests::WideString;
+
+using PosixDoor = FileTest;
+
+// Sets an environment variable for one test.
+class Variable {
+public:
+    Variable(const char* variableName, const char* value) : name(variableName) {
+        if (const char* const old = std::getenv(name)) {
+            before = old;
+        }
+        if (value != nullptr) {
+            ::setenv(name, value, 1);
+        } else {
+            ::unsetenv(name);
+        }
+    }
+    Variable(const Variable&) = delete;
+    Variable& operator=(const Variable&) = delete;
+    ~Variable() {
+        if (before) {
+            ::setenv(name, before->c_str(), 1);
+        } else {
+            ::unsetenv(name);
+        }
+    }
+
+private:
+    const char* name;
+    std::optional<std::string> before;
+};
+
+TEST(PosixErrorNumbers, EachErrnoHasItsWindowsNumber) {
+    struct Row {
+        int error;
+        ErrorNumber number;
+    };
+    const Row rows[] = {
+        {ENOENT, 2},       {ENOTDIR, 3},   {EMFILE, 4},         {ENFILE, 4},     {EACCES, 5},
+        {EPERM, 5},        {EISDIR, 5},    {EBADF, 6},          {ENOMEM, 8},     {EXDEV, 17},
+        {EROFS, 19},       {EBUSY, 32},    {ETXTBSY, 32},       {ENODATA, 38},   {EDQUOT, 39},
+        {ENOTSUP, 50},     {ENOSYS, 50},   {ENXIO, 55},         {EEXIST, 80},    {EMLINK, 82},
+        {EINVAL, 87},      {EPIPE, 109},   {ENOSPC, 112},       {EILSEQ, 123},   {ESPIPE, 132},
+        {ENOTEMPTY, 145},  {EAGAIN, 170},  {ENAMETOOLONG, 206}, {EFBIG, 223},    {EINTR, 995},
+        {EFAULT, 998},     {ESTALE, 1006}, {EIO, 1117},         {EDEADLK, 1131}, {ENOLCK, 1450},
+        {ETIMEDOUT, 1460}, {ELOOP, 1921},  {EPROTO, 31}, // one that files do not meet
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(row.number, Posix::FromErrno(row.error)) << std::strerror(row.error);
+    }
+}
+
+TEST_F(PosixDoor, OpeningAPipeNeverWaits) {
+    ASSERT_EQ(0, ::mkfifo(directory.Native(u"pipe").c_str(), 0600));
+    const WideString path = directory.Path(u"pipe");
+    const Handle reader = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    ASSERT_NE(InvalidHandle, reader);
+    char byte = 0;
+    std::uint32_t done = 9;
+    EXPECT_TRUE(ReadFile(reader, &byte, 1, &done)); // no writer: the end
+    EXPECT_EQ(0u, done);
+    std::uint64_t size = 9;
+    EXPECT_TRUE(GetFileSizeEx(reader, &size));
+    EXPECT_EQ(0u, size);
+    EXPECT_FALSE(SetFilePointerEx(reader, 0, nullptr, FileBegin));
+    EXPECT_EQ(132u, GetLastError());
+    EXPECT_TRUE(CloseHandle(reader));
+    EXPECT_EQ(InvalidHandle, CreateFileW(path.c_str(), GenericWrite, 0, OpenExisting, 0));
+    EXPECT_EQ(55u, GetLastError()); // no reader
+}
+
+TEST_F(PosixDoor, ReadingAPipeGivesWhatIsThere) {
+    int ends[2];
+    ASSERT_EQ(0, ::pipe(ends));
+    ASSERT_EQ(3, ::write(ends[1], "abc", 3));
+    char buffer[10];
+    std::uint32_t done = 0;
+    EXPECT_TRUE(ReadFile(ends[0], buffer, 10, &done));
+    EXPECT_EQ(3u, done);
+    EXPECT_TRUE(FlushFileBuffers(ends[1])); // nothing to wait for
+    EXPECT_TRUE(CloseHandle(ends[0]));
+    const auto old = std::signal(SIGPIPE, SIG_IGN);
+    EXPECT_FALSE(WriteFile(ends[1], "x", 1, &done));
+    EXPECT_EQ(109u, GetLastError());
+    std::signal(SIGPIPE, old);
+    EXPECT_TRUE(CloseHandle(ends[1]));
+}
+
+TEST_F(PosixDoor, OpenFilesAreNotInherited) {
+    const Handle file = CreateFileW(directory.Path(u"f").c_str(), GenericWrite, 0, CreateAlways, 0);
+    EXPECT_NE(0, ::fcntl(static_cast<int>(file), F_GETFD) & FD_CLOEXEC);
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+TEST_F(PosixDoor, AFullDiskIs112) {
+    const Handle full = CreateFileW(Wide(u"\\dev\\full").c_str(), GenericWrite, 0, OpenExisting, 0);
+    ASSERT_NE(InvalidHandle, full);
+    std::uint32_t done = 9;
+    EXPECT_FALSE(WriteFile(full, "x", 1, &done));
+    EXPECT_EQ(112u, GetLastError());
+    EXPECT_EQ(0u, done);
+    EXPECT_TRUE(CloseHandle(full));
+}
+
+TEST_F(PosixDoor, AFileAboveTheAllowedSizeIs223AndWhatFitsIsCounted) {
+    const Handle file = CreateFileW(directory.Path(u"f").c_str(), GenericWrite, 0, CreateAlways, 0);
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before));
+    const auto old = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = before;
+    limit.rlim_cur = 4;
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
+    std::uint32_t done = 0;
+    const bool written = WriteFile(file, "abcdef", 6, &done);
+    const ErrorNumber error = GetLastError();
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, old);
+    EXPECT_FALSE(written);
+    EXPECT_EQ(223u, error);
+    EXPECT_EQ(4u, done);
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+TEST_F(PosixDoor, TooManyOpenFilesIsFour) {
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    const int next = ::dup(0);
+    ASSERT_GE(next, 0);
+    ::close(next);
+    rlimit limit = before;
+    limit.rlim_cur = static_cast<rlim_t>(next);
+    const WideString path = directory.Make(u"f", "");
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &limit));
+    const Handle file = CreateFileW(path.c_str(), GenericRead, 0, OpenExisting, 0);
+    const ErrorNumber error = GetLastError();
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    EXPECT_EQ(InvalidHandle, file);
+    EXPECT_EQ(4u, error);
+}
+
+// Runs as a user without rights for one test, where the test runs as one that rights do not bind.
+class WithoutRights {
+public:
+    WithoutRights() : wasRoot(::geteuid() == 0) {
+        if (wasRoot) {
+            bound = ::seteuid(65534) == 0;
+        }
+    }
+    WithoutRights(const WithoutRights&) = delete;
+    WithoutRights& operator=(const WithoutRights&) = delete;
+    ~WithoutRights() {
+        if (wasRoot) {
+            EXPECT_EQ(0, ::seteuid(0));
+        }
+    }
+    bool Bound() const { return bound; }
+
+private:
+    bool wasRoot;
+    bool bound = true;
+};
+
+TEST_F(PosixDoor, AFileOrDirectoryWithoutRightsIsFive) {
+    const WideString path = directory.Make(u"f", "abc");
+    std::filesystem::permissions(directory.Native(u"f"), std::filesystem::perms::none);
+    std::filesystem::create_directory(directory.Native(u"d"));
+    std::filesystem::permissions(directory.Native(u"d"), std::filesystem::perms::none);
+    std::filesystem::permissions(directory.Native(), std::filesystem::perms(0555));
+    {
+        const WithoutRights user;
+        if (!user.Bound()) {
+            GTEST_SKIP() << "this user cannot give up its rights";
+        }
+        FindData data;
+        EXPECT_EQ(InvalidHandle, CreateFileW(path.c_str(), GenericRead, 0, OpenExisting, 0));
+        EXPECT_EQ(5u, GetLastError());
+        EXPECT_EQ(InvalidHandle, CreateFileW(directory.Path(u"g").c_str(), GenericWrite, 0, CreateAlways, 0));
+        EXPECT_EQ(5u, GetLastError());
+        EXPECT_EQ(InvalidHandle, FindFirstFileW(directory.Path(u"d\\*").c_str(), &data));
+        EXPECT_EQ(5u, GetLastError());
+        EXPECT_FALSE(DeleteFileW(path.c_str()));
+        EXPECT_EQ(5u, GetLastError());
+        EXPECT_FALSE(MoveFileExW(path.c_str(), directory.Path(u"g").c_str(), 0));
+        EXPECT_EQ(5u, GetLastError());
+        EXPECT_FALSE(SetCurrentDirectoryW(directory.Path(u"d").c_str()));
+        EXPECT_EQ(5u, GetLastError());
+    }
+    std::filesystem::permissions(directory.Native(), std::filesystem::perms(0755));
+    std::filesystem::permissions(directory.Native(u"d"), std::filesystem::perms(0755));
+}
+
+// A child process that does `work` and tells its result as its exit status; ended after 20 seconds.
+template <class Work>
+int ResultOfChild(Work work) {
+    std::fflush(nullptr); // else the child would print it, too
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(20);
+        ::_exit(work());
+    }
+    int status = 0;
+    while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+// 0 where another process gets the lock at once, else the error number.
+int TryFromChild(const WideString& path, std::uint32_t kind) {
+    return ResultOfChild([&] {
+        const Handle file = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+        return LockFileEx(file, kind | LockFileFailImmediately) ? 0 : static_cast<int>(GetLastError());
+    });
+}
+
+TEST_F(PosixDoor, TwoProcessesExcludeEachOther) {
+    const WideString path = directory.Make(u"f", "abc");
+    const Handle file = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    EXPECT_TRUE(LockFileEx(file, LockFileExclusiveLock));
+    EXPECT_EQ(33, TryFromChild(path, LockFileExclusiveLock));
+    EXPECT_EQ(33, TryFromChild(path, 0));
+    EXPECT_TRUE(UnlockFileEx(file));
+    EXPECT_TRUE(LockFileEx(file, 0));
+    EXPECT_EQ(33, TryFromChild(path, LockFileExclusiveLock));
+    EXPECT_EQ(0, TryFromChild(path, 0));
+    EXPECT_TRUE(UnlockFileEx(file));
+    EXPECT_EQ(0, TryFromChild(path, LockFileExclusiveLock));
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+TEST_F(PosixDoor, ALockEndsWithItsProcess) {
+    const WideString path = directory.Make(u"f", "abc");
+    EXPECT_EQ(0, TryFromChild(path, LockFileExclusiveLock)); // the child ends without unlocking
+    const Handle file = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    EXPECT_TRUE(LockFileEx(file, LockFileExclusiveLock | LockFileFailImmediately));
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+TEST_F(PosixDoor, AnotherProcessWaitsForALock) {
+    const WideString path = directory.Make(u"f", "abc");
+    const Handle file = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    ASSERT_TRUE(LockFileEx(file, LockFileExclusiveLock));
+    int told[2];
+    ASSERT_EQ(0, ::pipe(told));
+    std::fflush(nullptr); // else the child would print it, too
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::alarm(20);
+        const Handle other = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+        const bool locked = LockFileEx(other, LockFileExclusiveLock);
+        ::_exit(::write(told[1], "x", 1) == 1 && locked ? 0 : 1);
+    }
+    pollfd waiting{told[0], POLLIN, 0};
+    EXPECT_EQ(0, ::poll(&waiting, 1, 100));
+    EXPECT_TRUE(UnlockFileEx(file));
+    EXPECT_EQ(1, ::poll(&waiting, 1, 20000));
+    int status = -1;
+    EXPECT_EQ(child, ::waitpid(child, &status, 0));
+    EXPECT_EQ(0, status);
+    EXPECT_TRUE(CloseHandle(file));
+    ::close(told[0]);
+    ::close(told[1]);
+}
+
+// Signals that interrupt system calls, every few milliseconds, while it lives.
+class Interruptions {
+public:
+    Interruptions() {
+        struct sigaction action {};
+        action.sa_handler = [](int) {
+        };
+        ::sigaction(SIGALRM, &action, &before);
+        const itimerval every{{0, 3000}, {0, 3000}};
+        ::setitimer(ITIMER_REAL, &every, nullptr);
+    }
+    Interruptions(const Interruptions&) = delete;
+    Interruptions& operator=(const Interruptions&) = delete;
+    ~Interruptions() {
+        const itimerval none{};
+        ::setitimer(ITIMER_REAL, &none, nullptr);
+        ::sigaction(SIGALRM, &before, nullptr);
+    }
+
+private:
+    struct sigaction before {};
+};
+
+TEST_F(PosixDoor, SignalsDoNotInterruptReadingWritingAndLocking) {
+    // In a process with one thread, so that every signal meets the call that waits.
+    EXPECT_EQ(0, ResultOfChild([&] {
+                  const WideString path = directory.Make(u"f", "abc");
+                  int ends[2];
+                  int back[2];
+                  if (::pipe(ends) != 0 || ::pipe(back) != 0) {
+                      return 1;
+                  }
+                  const Handle file = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+                  if (!LockFileEx(file, LockFileExclusiveLock)) {
+                      return 2;
+                  }
+                  const pid_t slow = ::fork();
+                  if (slow == 0) {
+                      ::alarm(15);
+                      ::usleep(50000);
+                      ::flock(static_cast<int>(file), LOCK_UN); // the lock is shared with the parent's handle
+                      ::usleep(50000);
+                      ::_exit(::write(ends[1], "line\n", 5) == 5 ? 0 : 1);
+                  }
+                  const Interruptions interruptions;
+                  const Handle other = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+                  if (!LockFileEx(other, LockFileExclusiveLock)) {
+                      return 3;
+                  }
+                  char buffer[10] = {};
+                  std::FILE* const stream = _fdopen(ends[0], "rb");
+                  if (OperatingSystem::fgets(buffer, sizeof buffer, stream) == nullptr ||
+                      std::strcmp(buffer, "line\n") != 0) {
+                      return 4;
+                  }
+                  int status = 0;
+                  while (::waitpid(slow, &status, 0) < 0 && errno == EINTR) {
+                  }
+                  return status == 0 ? 0 : 5;
+              }));
+}
+
+TEST_F(PosixDoor, NamesThatAreNotUTF8AreListedWithReplacementsAndCannotBeOpened) {
+    std::ofstream(directory.Native() / "a\xFF\xFEz").put('x');
+    std::ofstream(directory.Native() / "b\\c").put('x');
+    FindData data;
+    Handle search = FindFirstFileW(directory.Path(u"a*").c_str(), &data);
+    ASSERT_NE(InvalidHandle, search);
+    EXPECT_EQ(Wide(u"a\uFFFD\uFFFDz"), data.name);
+    EXPECT_FALSE(FindNextFileW(search, &data));
+    EXPECT_TRUE(FindClose(search));
+    search = FindFirstFileW(directory.Path(u"b*").c_str(), &data);
+    ASSERT_NE(InvalidHandle, search);
+    EXPECT_EQ(Wide(u"b\uFFFDc"), data.name);
+    EXPECT_TRUE(FindClose(search));
+    EXPECT_EQ(InvalidHandle,
+              CreateFileW(directory.Path(u"a\uFFFD\uFFFDz").c_str(), GenericRead, 0, OpenExisting, 0));
+    EXPECT_EQ(2u, GetLastError());
+}
+
+TEST_F(PosixDoor, NamesDifferInTheCaseOfLetters) {
+    directory.Make(u"a", "");
+    directory.Make(u"A", "");
+    FindData data;
+    const Handle search = FindFirstFileW(directory.Path(u"A").c_str(), &data);
+    ASSERT_NE(InvalidHandle, search);
+    EXPECT_EQ(Wide(u"A"), data.name);
+    EXPECT_FALSE(FindNextFileW(search, &data));
+    EXPECT_TRUE(FindClose(search));
+}
+
+TEST_F(PosixDoor, TheTemporaryDirectoryIsTMPDIRWhereThatIsAbsolute) {
+    const auto path = [] {
+        wchar16 buffer[MaxPath] = {};
+        GetTempPathW(MaxPath, buffer);
+        return Narrow(buffer);
+    };
+    struct Row {
+        const char* variable;
+        const char* path;
+    };
+    const Row rows[] = {
+        {nullptr, "\\tmp\\"}, {"", "\\tmp\\"},       {"relative", "\\tmp\\"},
+        {"/a/b", "\\a\\b\\"}, {"/a/b/", "\\a\\b\\"}, {"/", "\\"},
+        {"/\xFF", "\\tmp\\"}, {"/a\\b", "\\tmp\\"},  {"/\xE3\x81\x82", "\\\xE3\x81\x82\\"},
+    };
+    for (const Row& row : rows) {
+        const Variable variable("TMPDIR", row.variable);
+        EXPECT_EQ(row.path, path());
+    }
+    const Variable variable("TMPDIR", ("/" + std::string(258, 'x')).c_str());
+    wchar16 buffer[MaxPath];
+    EXPECT_EQ(261u, GetTempPathW(MaxPath, buffer));
+}
+
+TEST_F(PosixDoor, ATemporaryFileIsItsUsersAlone) {
+    wchar16 name[MaxPath];
+    ASSERT_NE(0u, GetTempFileNameW(directory.Path().c_str(), Wide(u"t").c_str(), 0, name));
+    FindData data;
+    const Handle search = FindFirstFileW(directory.Path(u"t*").c_str(), &data);
+    EXPECT_TRUE(FindClose(search));
+    struct stat status {};
+    ASSERT_EQ(0, ::stat((directory.Native() / Narrow(data.name)).c_str(), &status));
+    EXPECT_EQ(0600u, status.st_mode & 07777u);
+    EXPECT_EQ(0, status.st_size);
+}
+
+TEST_F(PosixDoor, EnvironmentVariablesAreReadAsUTF8) {
+    wchar16 buffer[10];
+    const Variable good("KCODEPAGE_TEST", "\xE3\x81\x82"
+                                          "b");
+    EXPECT_EQ(2u, GetEnvironmentVariableW("KCODEPAGE_TEST", buffer, 10));
+    EXPECT_EQ(Wide(u"\u3042b"), buffer);
+    EXPECT_EQ(3u, GetEnvironmentVariableW("KCODEPAGE_TEST", buffer, 2));
+    const Variable bad("KCODEPAGE_TEST", "\xFF");
+    EXPECT_EQ(0u, GetEnvironmentVariableW("KCODEPAGE_TEST", buffer, 10));
+    EXPECT_EQ(1113u, GetLastError());
+}
+
+TEST_F(PosixDoor, MovingOneOfTwoNamesOntoTheOtherLeavesTheOther) {
+    const WideString file = directory.Make(u"f", "abc");
+    std::filesystem::create_hard_link(directory.Native(u"f"), directory.Native(u"g"));
+    EXPECT_TRUE(MoveFileExW(file.c_str(), directory.Path(u"g").c_str(), MoveFileReplaceExisting));
+    EXPECT_FALSE(directory.Exists(u"f"));
+    EXPECT_EQ("abc", directory.Contents(u"g"));
+}
+
+// A directory on another file system than the temporary directory.
+class OtherDisk {
+public:
+    OtherDisk() {
+        char name[] = "/dev/shm/kfsXXXXXX";
+        if (::mkdtemp(name) != nullptr) {
+            path = name;
+        }
+    }
+    OtherDisk(const OtherDisk&) = delete;
+    OtherDisk& operator=(const OtherDisk&) = delete;
+    ~OtherDisk() {
+        if (!path.empty()) {
+            std::filesystem::remove_all(path);
+        }
+    }
+
+    bool IsOther(const std::filesystem::path& here) const {
+        struct stat a {};
+        struct stat b {};
+        return !path.empty() && ::stat(path.c_str(), &a) == 0 && ::stat(here.c_str(), &b) == 0 &&
+               a.st_dev != b.st_dev;
+    }
+
+    std::filesystem::path path;
+};
+
+TEST_F(PosixDoor, MovingToAnotherDiskCopiesWhereThatIsAllowed) {
+    const OtherDisk disk;
+    if (!disk.IsOther(directory.Native())) {
+        GTEST_SKIP() << "there is no second file system at /dev/shm";
+    }
+    const std::string contents(200000, 'q');
+    const WideString source = directory.Make(u"f", contents);
+    std::filesystem::permissions(directory.Native(u"f"), std::filesystem::perms(0640));
+    const timespec times[2] = {{1000, 0}, {1000000000, 123456700}};
+    ASSERT_EQ(0, ::utimensat(AT_FDCWD, directory.Native(u"f").c_str(), times, 0));
+    const WideString target = WidePath(disk.path / "g");
+    EXPECT_FALSE(MoveFileExW(source.c_str(), target.c_str(), 0));
+    EXPECT_EQ(17u, GetLastError());
+    EXPECT_TRUE(MoveFileExW(source.c_str(), target.c_str(), MoveFileCopyAllowed | MoveFileWriteThrough));
+    EXPECT_FALSE(directory.Exists(u"f"));
+    struct stat status {};
+    ASSERT_EQ(0, ::stat((disk.path / "g").c_str(), &status));
+    EXPECT_EQ(0640u, status.st_mode & 07777u);
+    EXPECT_EQ(200000, status.st_size);
+    EXPECT_EQ(1000000000, status.st_mtim.tv_sec);
+    EXPECT_EQ(123456700, status.st_mtim.tv_nsec);
+
+    const WideString second = directory.Make(u"h", "new");
+    EXPECT_FALSE(MoveFileExW(second.c_str(), target.c_str(), MoveFileCopyAllowed));
+    EXPECT_EQ(183u, GetLastError());
+    EXPECT_TRUE(MoveFileExW(second.c_str(), target.c_str(), MoveFileCopyAllowed | MoveFileReplaceExisting));
+    EXPECT_EQ(3u, std::filesystem::file_size(disk.path / "g"));
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(disk.path), {})); // no copy left over
+
+    std::filesystem::create_symlink("somewhere", directory.Native(u"link"));
+    EXPECT_TRUE(MoveFileExW(directory.Path(u"link").c_str(), WidePath(disk.path / "link").c_str(),
+                            MoveFileCopyAllowed));
+    EXPECT_EQ("somewhere", std::filesystem::read_symlink(disk.path / "link"));
+    std::filesystem::create_directory(directory.Native(u"d"));
+    EXPECT_FALSE(
+        MoveFileExW(directory.Path(u"d").c_str(), WidePath(disk.path / "d").c_str(), MoveFileCopyAllowed));
+    EXPECT_EQ(17u, GetLastError());
+}
+
+TEST_F(PosixDoor, ATimeThatAFileTimeCannotHoldIsTheLargestNumber) {
+    const OtherDisk disk; // takes times that other file systems cut
+    if (disk.path.empty()) {
+        GTEST_SKIP() << "there is no memory file system at /dev/shm";
+    }
+    const std::filesystem::path file = disk.path / "f";
+    std::ofstream(file).put('x');
+    struct Row {
+        time_t seconds;
+        std::uint64_t fileTime;
+    };
+    const Row rows[] = {
+        {0, 116444736000000000u},
+        {-11644473600, 0},
+        {-11644473601, ~std::uint64_t{0}},
+        {time_t{1} << 50, ~std::uint64_t{0}},
+    };
+    for (const Row& row : rows) {
+        const timespec times[2] = {{row.seconds, 0}, {row.seconds, 0}};
+        struct stat status {};
+        if (::utimensat(AT_FDCWD, file.c_str(), times, 0) != 0 || ::stat(file.c_str(), &status) != 0 ||
+            status.st_mtim.tv_sec != row.seconds) {
+            GTEST_SKIP() << "the file system does not take the time " << row.seconds;
+        }
+        FileAttributeData data{};
+        ASSERT_TRUE(GetFileAttributesExW(WidePath(file).c_str(), &data));
+        EXPECT_EQ(row.fileTime, data.lastWriteTime);
+    }
+}
+
+} // namespace
+
+} // namespace OperatingSystem
