@@ -63,8 +63,8 @@ public:
 
     // The two tables, with references of the caller's own: null for utf-8 and unicode-1-1.
     struct Tables {
-        KBase::SmartPtrI<MultiByteToUnicode> multiByteToUnicode;
-        KBase::SmartPtrI<UnicodeToMultiByte> unicodeToMultiByte;
+        KBase::SmartPtrI<const MultiByteToUnicode> multiByteToUnicode;
+        KBase::SmartPtrI<const UnicodeToMultiByte> unicodeToMultiByte;
     };
     Tables GetTables() const;
 
@@ -96,7 +96,6 @@ private:
     void Replace(Fields&& replacement);
     Route<MultiByteToUnicode> DecodingRoute() const;
     Route<UnicodeToMultiByte> EncodingRoute() const;
-    [[noreturn]] void ThrowNotSupported() const;
 
     // The operating system's own conversions. The library's callers convert through the tables.
     KBase::ReturnPtrI<UnicodeString> ConvertToUnicodeWindowsAPI(const char* text, unsigned int length);

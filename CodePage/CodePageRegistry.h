@@ -25,7 +25,8 @@ KCODEPAGE_EXPORT CodePage* GetCodePage(int codePage);
 KCODEPAGE_EXPORT KBase::ReturnPtrI<CodePage> GetCodePageReference(int codePage);
 
 // Drops the registry's objects and the Shift-JIS to JIS table; objects that a caller holds references on
-// live on. The next request reads the translation files again.
+// live on. The next request reads the translation files again; a code page that another thread was making
+// meanwhile counts as such a request.
 KCODEPAGE_EXPORT void FlushCodePageCaches();
 
 // Flushes, and sets the directory of the translation files. "UseWindowsAPI", in exactly this spelling, takes

@@ -1,22 +1,22 @@
 # Settings that every folder of the library, the command and the tests are compiled with.
 
-add_library(BuildSettings INTERFACE)
-target_compile_features(BuildSettings INTERFACE cxx_std_20)
-target_include_directories(BuildSettings INTERFACE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/Platform")
-target_compile_options(BuildSettings INTERFACE
+add_library(KCodePageBuildSettings INTERFACE)
+target_compile_features(KCodePageBuildSettings INTERFACE cxx_std_20)
+target_include_directories(KCodePageBuildSettings INTERFACE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/Platform")
+target_compile_options(KCodePageBuildSettings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wundef -fstrict-aliasing)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # It warns of std::string's own copies from -O3 on, whatever the program does.
-  target_compile_options(BuildSettings INTERFACE -Wno-restrict)
+  target_compile_options(KCodePageBuildSettings INTERFACE -Wno-restrict)
 endif()
 if(KCODEPAGE_WARNINGS_AS_ERRORS)
-  target_compile_options(BuildSettings INTERFACE -Werror)
+  target_compile_options(KCodePageBuildSettings INTERFACE -Werror)
 endif()
 if(KCODEPAGE_SANITIZERS)
-  target_compile_options(BuildSettings INTERFACE
+  target_compile_options(KCodePageBuildSettings INTERFACE
     -fsanitize=${KCODEPAGE_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(BuildSettings INTERFACE -fsanitize=${KCODEPAGE_SANITIZERS})
+  target_link_options(KCodePageBuildSettings INTERFACE -fsanitize=${KCODEPAGE_SANITIZERS})
 endif()
 
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -29,8 +29,9 @@ set_property(GLOBAL PROPERTY KCODEPAGE_OBJECTS "")
 
 # add_folder(NAME SOURCE...): the object library of one folder, which becomes part of the product.
 function(add_folder name)
-  add_library(${name} OBJECT ${ARGN})
-  target_link_libraries(${name} PRIVATE BuildSettings)
-  target_compile_definitions(${name} PRIVATE KCODEPAGE_BUILDING)
-  set_property(GLOBAL APPEND PROPERTY KCODEPAGE_OBJECTS ${name})
+  set(target KCodePage_${name}) # a project that this one is part of may have folders of the same name
+  add_library(${target} OBJECT ${ARGN})
+  target_link_libraries(${target} PRIVATE KCodePageBuildSettings)
+  target_compile_definitions(${target} PRIVATE KCODEPAGE_BUILDING)
+  set_property(GLOBAL APPEND PROPERTY KCODEPAGE_OBJECTS ${target})
 endfunction()

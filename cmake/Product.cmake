@@ -11,7 +11,7 @@ find_package(Threads REQUIRED)
 
 add_library(KCodePage SHARED ${objectFiles})
 add_library(KCodePage::KCodePage ALIAS KCodePage)
-target_link_libraries(KCodePage PRIVATE $<BUILD_INTERFACE:BuildSettings> Threads::Threads)
+target_link_libraries(KCodePage PRIVATE $<BUILD_INTERFACE:KCodePageBuildSettings> Threads::Threads)
 target_compile_features(KCodePage INTERFACE cxx_std_20)
 target_include_directories(KCodePage INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR};${PROJECT_SOURCE_DIR}/Platform>"
@@ -23,7 +23,11 @@ set_target_properties(KCodePage PROPERTIES
 
 add_library(KCodePageObjects INTERFACE)
 target_sources(KCodePageObjects INTERFACE ${objectFiles})
-target_link_libraries(KCodePageObjects INTERFACE BuildSettings Threads::Threads)
+target_link_libraries(KCodePageObjects INTERFACE KCodePageBuildSettings Threads::Threads)
+
+if(NOT KCODEPAGE_INSTALL)
+  return()
+endif()
 
 include(CMakePackageConfigHelpers)
 set(packageDirectory "${CMAKE_INSTALL_LIBDIR}/cmake/KCodePage")

@@ -64,7 +64,7 @@ require_packages() {
     done
     [[ -z $holds ]] || return 0
 
-    if ! command -v dpkg-query apt-get >/dev/null; then
+    if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
         say "This system has no apt-get: the packages of scripts/packages are taken to be installed."
     else
         local packages missing

@@ -47,10 +47,12 @@ struct Message::State {
     void Render() {
         text.clear();
         for (const Link& link : links) {
-            if (&link != &links.front() && !text.empty()) {
+            WideString line;
+            AppendText(link, line);
+            if (!text.empty() && !line.empty()) {
                 text.push_back('\n');
             }
-            AppendText(link, text);
+            text += line;
         }
         textUTF8 = WideCharToUTF8UsingLength(text.data(), text.size(), true);
     }

@@ -17,7 +17,7 @@ execute_process(
   RESULT_VARIABLE exampleResult)
 if(exampleResult EQUAL 0)
   add_executable(ReadmeExample "${exampleDirectory}/main.cpp")
-  target_link_libraries(ReadmeExample PRIVATE KCodePage BuildSettings)
+  target_link_libraries(ReadmeExample PRIVATE KCodePage KCodePageBuildSettings)
   add_test(NAME Contract.ReadmeExample
     COMMAND Python3::Interpreter "${exampleScript}" check "$<TARGET_FILE:ReadmeExample>"
       "${exampleDirectory}/expected.txt")

@@ -20,6 +20,9 @@
 
 namespace KCodePage {
 
+// Sizes of texts of up to 2^32 - 1 characters are calculated without looking for an overflow.
+static_assert(sizeof(std::size_t) >= 8);
+
 template <class Interface>
 class StringImpl final : public Interface {
 public:

@@ -15,6 +15,17 @@ namespace {
 
 constexpr char substitutionCharacter = '?';
 
+KBase::WideString FileNameUnder(const KBase::WideString& basePath, CODE_PAGE codePage, const Table& table) {
+    std::string ianaName;
+    KBase::WideString ianaNameWide;
+    unsigned int windowsCodePage = 0;
+    CodePageImpl::GetIANAInfo(codePage, ianaName, ianaNameWide, windowsCodePage);
+    KBase::WideString path = KFileSystem::CombinePaths(basePath, ianaNameWide);
+    path.push_back('.');
+    path += table.GetFileExtension();
+    return path;
+}
+
 } // namespace
 
 CodePageImpl::CodePageImpl() : lock(KSynch::CreateRWLock(KSynch::LOCK_CATEGORY_CODE_PAGE)) {}
@@ -39,14 +50,7 @@ void CodePageImpl::GetIANAInfo(CODE_PAGE codePage, std::string& ianaName, KBase:
 }
 
 KBase::ReturnWString CodePageImpl::CreateFileName(CODE_PAGE codePage, Table* table) {
-    std::string ianaName;
-    KBase::WideString ianaNameWide;
-    unsigned int windowsCodePage = 0;
-    GetIANAInfo(codePage, ianaName, ianaNameWide, windowsCodePage);
-    KBase::WideString path = KFileSystem::CombinePaths(GetBasePath(), ianaNameWide);
-    path.push_back('.');
-    path += table->GetFileExtension();
-    return path;
+    return FileNameUnder(GetBasePath(), codePage, *table);
 }
 
 void CodePageImpl::Initialize(CODE_PAGE codePage) {
@@ -58,14 +62,16 @@ void CodePageImpl::Initialize(CODE_PAGE codePage) {
             new MultiByteToUnicode(codePage, filled.windowsCodePage, substitutionCharacter));
         filled.unicodeToMultiByte = KBase::SmartPtrI<UnicodeToMultiByte>(
             new UnicodeToMultiByte(codePage, filled.windowsCodePage, substitutionCharacter));
-        if (UsesWindowsAPI(GetBasePath())) {
+        // Once, so that both tables come from one place whatever is set meanwhile.
+        const KBase::WideString basePath = GetBasePath();
+        if (UsesWindowsAPI(basePath)) {
             filled.multiByteToUnicode->ReadFromWindowsAPI();
             filled.unicodeToMultiByte->ReadFromWindowsAPI();
         } else {
             // iso-2022-jp reads the files of shift_jis; files of its own do not exist.
             const CODE_PAGE fileCodePage = codePage == ISO_2022_JP ? SHIFT_JIS : codePage;
             const auto read = [&](auto& table) {
-                table.ReadFromFile(CreateFileName(fileCodePage, &table).c_str());
+                table.ReadFromFile(FileNameUnder(basePath, fileCodePage, table).c_str());
             };
             read(*filled.multiByteToUnicode);
             read(*filled.unicodeToMultiByte);
@@ -101,7 +107,8 @@ unsigned int CodePageImpl::GetWindowsAPICodePage() const {
 
 CodePageImpl::Tables CodePageImpl::GetTables() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return {fields.multiByteToUnicode, fields.unicodeToMultiByte};
+    return {KBase::SmartPtrI<const MultiByteToUnicode>(fields.multiByteToUnicode.Get()),
+            KBase::SmartPtrI<const UnicodeToMultiByte>(fields.unicodeToMultiByte.Get())};
 }
 
 void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {

@@ -58,7 +58,15 @@ KBase::ReturnPtrI<CodePageImpl> FindOrCreateCodePage(int codePage) {
     }
     for (;;) {
         const std::uint64_t begunUnder = state.basePathChanges;
-        KBase::SmartPtrI<CodePageImpl> created(new CodePageImpl(static_cast<CODE_PAGE>(codePage)));
+        KBase::SmartPtrI<CodePageImpl> created;
+        try {
+            created = KBase::SmartPtrI<CodePageImpl>(new CodePageImpl(static_cast<CODE_PAGE>(codePage)));
+        } catch (const KBase::Message&) {
+            if (state.basePathChanges == begunUnder) {
+                throw;
+            }
+            continue; // what failed is not what is asked for by now
+        }
         const KSynch::ScopedCriticalSection hold(*state.cacheLock);
         if (state.basePathChanges == begunUnder) {
             return state.codePages.try_emplace(codePage, std::move(created)).first->second;

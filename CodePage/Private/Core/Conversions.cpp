@@ -25,12 +25,20 @@ namespace {
     Throw<UserErrorException>(KBase::WideStream() << "OneToOne::" << operation << " - not implemented");
 }
 
+[[noreturn]] void ThrowNotSupported(const KBase::WideString& ianaName) {
+    Throw<UserErrorException>(KBase::WideStream()
+                              << "The character set is not supported: " << KBase::WideView(ianaName));
+}
+
 bool Substitutes(CodePage::USE_SUBSTITUTION_CHARACTER substitution) noexcept {
     return substitution == CodePage::SUBSTITUTE;
 }
 
 KBase::ReturnPtrI<UnicodeString> DecodeUTF8(const char* text,
                                             CodePage::USE_SUBSTITUTION_CHARACTER substitution) {
+    if (text == nullptr) {
+        return MakeUnicodeString(nullptr, 0); // an empty text of a caller that has none
+    }
     const KBase::WideString decoded = KBase::UTF8ToWideChar(text, Substitutes(substitution));
     if (decoded.size() > std::numeric_limits<unsigned int>::max()) {
         throw std::length_error("string too long");
@@ -79,23 +87,26 @@ KBase::ReturnPtrI<MultiByteString> EncodeUTF8Block(unsigned int& consumed, unsig
 // as this does.
 template <class T>
 struct CodePageImpl::Route {
+    Route(const Fields& fields, const KBase::SmartPtrI<T>& tableOfFields)
+        : codePage(fields.codePage), table(tableOfFields) {
+        if (!table || codePage == ISO_2022_JP) {
+            ianaName = fields.ianaNameWide; // for a refusal, which only these can come to
+        }
+    }
+
     CODE_PAGE codePage;
     KBase::SmartPtrI<T> table;
+    KBase::WideString ianaName;
 };
 
 CodePageImpl::Route<MultiByteToUnicode> CodePageImpl::DecodingRoute() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return {fields.codePage, fields.multiByteToUnicode};
+    return Route<MultiByteToUnicode>(fields, fields.multiByteToUnicode);
 }
 
 CodePageImpl::Route<UnicodeToMultiByte> CodePageImpl::EncodingRoute() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return {fields.codePage, fields.unicodeToMultiByte};
-}
-
-void CodePageImpl::ThrowNotSupported() const {
-    Throw<UserErrorException>(KBase::WideStream()
-                              << "The character set is not supported: " << KBase::WideView(GetIANAName()));
+    return Route<UnicodeToMultiByte>(fields, fields.unicodeToMultiByte);
 }
 
 KBase::ReturnPtrI<UnicodeString> CodePageImpl::ConvertToUnicode(const char* text, unsigned int length,
@@ -107,10 +118,10 @@ KBase::ReturnPtrI<UnicodeString> CodePageImpl::ConvertToUnicode(const char* text
     case UNICODE_1_1:
         ThrowNotImplemented("ConvertToUnicode");
     case ISO_2022_JP: // one-way: it encodes, and is scanned for escape sequences
-        ThrowNotSupported();
+        ThrowNotSupported(route.ianaName);
     default:
         if (!route.table) {
-            ThrowNotSupported();
+            ThrowNotSupported(route.ianaName);
         }
         return route.table->Convert(text, length, substitution);
     }
@@ -136,7 +147,7 @@ CodePageImpl::ConvertToMultiByteObservingBlockSize(unsigned int& consumed, unsig
         ThrowNotImplemented(blockSize == 0 ? "ConvertToMultiByte" : "ConvertToMultiByteObservingBlockSize");
     default:
         if (!route.table) {
-            ThrowNotSupported();
+            ThrowNotSupported(route.ianaName);
         }
         return blockSize == 0
                    ? route.table->Convert(text, length, substitution)
@@ -153,7 +164,7 @@ bool CodePageImpl::IsLeadingByte(char byte) const {
         ThrowNotImplemented("IsLeadingByte");
     default:
         if (!route.table) {
-            ThrowNotSupported();
+            ThrowNotSupported(route.ianaName);
         }
         return route.table->IsLeadingByte(static_cast<unsigned char>(byte));
     }
@@ -168,7 +179,7 @@ unsigned int CodePageImpl::GetNumberOfBytesInThisCharacter(const char* text) con
         ThrowNotImplemented("GetNumberOfBytesInThisCharacter");
     default:
         if (!route.table) {
-            ThrowNotSupported();
+            ThrowNotSupported(route.ianaName);
         }
         return route.table->GetNumberOfBytesInThisCharacter(text);
     }
@@ -180,7 +191,7 @@ bool CodePageImpl::IsEscapeSequence(const char* text) const {
     case ISO_2022_JP:
         return route.table->IsEscapeSequence(text);
     case UNLISTED:
-        ThrowNotSupported();
+        ThrowNotSupported(route.ianaName);
     case UNICODE_1_1:
         ThrowNotImplemented("IsEscapeSequence");
     default:
@@ -194,7 +205,7 @@ unsigned int CodePageImpl::GetNumberOfBytesInThisEscapeSequence(const char* text
     case ISO_2022_JP:
         return route.table->GetNumberOfBytesInThisEscapeSequence(text);
     case UNLISTED:
-        ThrowNotSupported();
+        ThrowNotSupported(route.ianaName);
     case UNICODE_1_1:
         ThrowNotImplemented("GetNumberOfBytesInThisEscapeSequence");
     default:

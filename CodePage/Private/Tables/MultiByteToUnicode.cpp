@@ -70,7 +70,7 @@ bool MultiByteToUnicode::IsLeadingByte(unsigned char byte) const {
         return ShiftJisToJis::Instance()->IsLeadingByte(static_cast<char>(byte));
     }
     const UnicodeCharacterMultiByte* row = Row(byte);
-    return row != nullptr && row->IsLeadingByte();
+    return row != nullptr && row->GetNumberOfBytes() == 2;
 }
 
 unsigned int MultiByteToUnicode::GetNumberOfBytesInThisCharacter(const char* text) const {
@@ -173,8 +173,10 @@ void MultiByteToUnicode::Serialize(KSerialization::WriteDataStream& stream) cons
     stream.WriteInteger32(static_cast<std::int32_t>(windowsCodePage));
     stream.WriteByte(static_cast<std::uint8_t>(substitutionCharacter));
     stream.WriteInteger32(static_cast<std::int32_t>(rows.size()));
+    const UnicodeCharacterMultiByte missing;
     for (const auto& row : rows) {
-        (row ? *row : UnicodeCharacterMultiByte()).Serialize(stream);
+        const UnicodeCharacterMultiByte& written = row ? *row : missing;
+        written.Serialize(stream);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "CodePage/Exceptions.h"
 #include "FileSystem/File.h"
 #include "KBase/WideStream.h"
+#include "OperatingSystem/CRuntime.h"
 
 #include <cstdio>
 #include <memory>
@@ -13,7 +14,7 @@ namespace KCodePage {
 namespace {
 
 struct StreamCloser {
-    void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
+    void operator()(std::FILE* stream) const noexcept { OperatingSystem::fclose(stream); }
 };
 using OpenStream = std::unique_ptr<std::FILE, StreamCloser>;
 
@@ -36,9 +37,10 @@ KBase::ReturnPtr<KSerialization::ReadDataStream> ReadTableFile(const wchar16* fi
     using KFileSystem::File;
     KBase::ReturnPtr<KDataType::Binary> contents;
     try {
-        const OpenStream stream(File::OpenStream(fileName, File::ModeRead, File::ShareByMode));
+        OpenStream stream(File::OpenStream(fileName, File::ModeRead, File::ShareByMode));
         contents = KDataType::CreateBinary(File::GetSize(stream.get()), nullptr);
         File::Read(stream.get(), contents.get(), contents->GetSize());
+        File::Close(stream.release());
     } catch (const KBase::Message& cause) {
         Rethrow(lead, cause);
     }
