@@ -69,7 +69,8 @@ public:
     // False at the end of the file. Requires: size at least 2.
     static bool ReadLine(std::FILE* stream, char* buffer, int size);
 
-    // Writes all of it; nothing for size 0.
+    // Writes all of it; nothing for size 0. A signal may interrupt the writing of a stream, also in Flush and
+    // Close (OperatingSystem/CRuntime.h): error 995, and how much was written is unknown.
     static void Write(int descriptor, const void* data, std::size_t size);
     static void Write(std::FILE* stream, const void* data, std::size_t size);
 
@@ -77,7 +78,8 @@ public:
     static void Flush(int descriptor);
     static void Flush(std::FILE* stream);
 
-    // Makes the file `size` bytes long, by cutting it off or by filling it up with zeros.
+    // Makes the file `size` bytes long, by cutting it off or by filling it up with zeros. A size of 2^63 or
+    // more, and on a POSIX system what is no regular file, is a failure with error 87.
     static void Truncate(int descriptor, std::uint64_t size);
 
     static std::uint64_t GetPosition(int descriptor);
@@ -87,14 +89,16 @@ public:
     static void MovePosition(int descriptor, std::int64_t distance);
     static void MovePosition(std::FILE* stream, std::int64_t distance);
 
-    // Sets the position, counted from the start of the file.
+    // Sets the position, counted from the start of the file. One of 2^63 or more is a failure with error 131.
     static void SetPosition(int descriptor, std::uint64_t position);
     static void SetPosition(std::FILE* stream, std::uint64_t position);
 
     // Locks the whole file against other openings of it, in this process and in others. An exclusive lock
     // (WriteLock) excludes all others, a shared one (ReadLock) excludes exclusive ones. `wait`: whether to
     // wait until it is free; else a lock that is held elsewhere is a failure with error 33. Locks are
-    // advisory where the system's are.
+    // advisory where the system's are. On a POSIX system changing the kind of a lock through the same opening
+    // is not atomic: the lock held before ends first, and a failed try leaves none
+    // (OperatingSystem/Files.h).
     static void WriteLock(int descriptor, bool wait);
     static void ReadLock(int descriptor, bool wait);
 

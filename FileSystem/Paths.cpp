@@ -44,9 +44,11 @@ WideString CombinePaths(WideView base, WideView name) {
         }
     } else if (HasDrive(base)) {
         joined = base.substr(0, 2);
+    } else {
+        return NormalizePath(name);
     }
     joined += name;
-    return NormalizePath(joined);
+    return joined;
 }
 
 WideString NormalizePath(WideView path) {
@@ -67,6 +69,7 @@ WideString NormalizePath(WideView path) {
             ++end;
         }
         const WideView part = path.substr(start, end - start);
+        const bool isFirst = start == 0;
         start = end + 1;
         if (part.empty() || (part == WideView(u"."_w) && !keepDot)) {
             continue;
@@ -74,6 +77,8 @@ WideString NormalizePath(WideView path) {
         keepDot = false;
         if (result.size() > prefix) {
             result.push_back('\\');
+        } else if (result.empty() && !isFirst && HasDrive(part)) {
+            result.assign(WideView(u".\\"_w)); // without the dot that stood here it would be the drive's own path
         }
         result += part;
     }

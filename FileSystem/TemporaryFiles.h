@@ -13,7 +13,8 @@ using KBase::wchar16;
 KBase::ReturnWString GetTemporaryDirectory();
 
 // Makes a new, empty file there, whose name begins with the first three characters of `prefix`, and returns
-// its path. The caller deletes it. Throws the prefix form.
+// its path. The caller deletes it. Throws the prefix form; with error 123 where a separator is among the
+// three.
 KBase::ReturnWString CreateTemporaryFile(const wchar16* prefix);
 
 } // namespace KFileSystem

@@ -9,16 +9,20 @@
 // CRLF; at most 16 MiB):
 //
 //   Windows Registry Editor Version 5.00        the first line
-//                                               blank lines, and comments that begin with ";"
+//                                               blank lines, and comments that begin with ";", also behind
+//                                               a key or a value
 //   [HKEY_LOCAL_MACHINE\SOFTWARE\Maker\Product]       a key; "[-...]" takes it back with all below it
-//   "name"="text"                               a string value; \\ and \" stand for \ and "
+//   "name"="text"                               a string value; \\ and \" stand for \ and "; line ends
+//   between
+//                                               the quotes are part of the text
 //   @="text"                                    the value without a name
-//   "name"=dword:..., "name"=hex(n):...         values of other kinds, over several lines where each but the
-//                                               last ends with a backslash; their contents are not read
+//   "name"=dword:..., "name"=hex(n):...         values of other kinds: hexadecimal digits, commas and blanks,
+//                                               over several lines where each but the last ends with a
+//                                               backslash; what they hold is not looked at
 //   "name"=-                                    takes a value back
 //
 // What stands later in the file counts. Keys and value names are compared without regard to the case of
-// ASCII letters.
+// ASCII letters; other letters differ in theirs. The file is a regular one, so that reading it never waits.
 //
 // Thread safety: OpenKeyFromRoot may be called from any thread; a Key belongs to one thread at a time.
 
@@ -44,6 +48,7 @@ protected:
     const char* ClassName() const noexcept override { return "KRegistry::KeyException"; }
 };
 
+// Requires of both functions: `name` is not null.
 class Key {
 public:
     virtual ~Key() = default;
@@ -56,7 +61,8 @@ public:
 };
 
 // Opens a key, given by its path below the root with backslashes; throws KeyException where there is none.
-// Closed by the returned pointer. The key is as the file was when it was opened. `writable`: false.
+// Closed by the returned pointer. The key is as the file was when it was opened. Requires: `path` is not
+// null, `writable` is false, for nothing can be written.
 KBase::ReturnPtr<Key> OpenKeyFromRoot(RootHives root, const wchar16* path, bool writable);
 
 // Keeps the registry library initialised while it lives.

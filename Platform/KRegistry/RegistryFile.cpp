@@ -48,15 +48,15 @@ struct OpenFile {
 
 WideString Decode(const std::string& bytes, WideView fileName) {
     if (bytes.starts_with("\xFF\xFE")) {
-        if (bytes.size() % 2 != 0) {
-            ThrowMalformed(fileName,
-                           1 + static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n')));
-        }
         WideString text;
         text.reserve(bytes.size() / 2);
-        for (std::size_t i = 2; i < bytes.size(); i += 2) {
+        for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
             text.push_back(static_cast<wchar16>(static_cast<unsigned char>(bytes[i]) |
                                                 static_cast<unsigned char>(bytes[i + 1]) << 8));
+        }
+        if (bytes.size() % 2 != 0) {
+            ThrowMalformed(fileName,
+                           1 + static_cast<std::size_t>(std::count(text.begin(), text.end(), wchar16{'\n'})));
         }
         return text;
     }
@@ -86,82 +86,179 @@ WideView Trimmed(WideView text) noexcept {
     return text;
 }
 
-bool HasUnpairedSurrogate(WideView line) noexcept {
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if ((line[i] & 0xFC00u) == 0xD800u && i + 1 < line.size() && (line[i + 1] & 0xFC00u) == 0xDC00u) {
+// Throws for the first zero unit and the first unpaired surrogate.
+void RequireWellFormed(WideView text, WideView fileName) {
+    std::size_t line = 1;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\n') {
+            ++line;
+        } else if ((text[i] & 0xFC00u) == 0xD800u && i + 1 < text.size() &&
+                   (text[i + 1] & 0xFC00u) == 0xDC00u) {
             ++i;
-        } else if ((line[i] & 0xF800u) == 0xD800u) {
-            return true;
+        } else if (text[i] == 0 || (text[i] & 0xF800u) == 0xD800u) {
+            ThrowMalformed(fileName, line);
         }
     }
-    return false;
 }
 
-// Takes a quoted text off the front of `rest`; false where it is not closed or holds an unknown escape.
-bool TakeQuoted(WideView& rest, WideString& text) {
-    if (rest.empty() || rest.front() != '"') {
-        return false;
-    }
-    for (std::size_t i = 1; i < rest.size(); ++i) {
-        if (rest[i] == '"') {
-            rest.remove_prefix(i + 1);
-            return true;
+bool IsHexadecimal(wchar16 unit) noexcept {
+    return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') || (unit >= 'A' && unit <= 'F');
+}
+
+bool IsDataUnit(wchar16 unit) noexcept {
+    return IsHexadecimal(unit) || unit == ',' || IsBlank(unit);
+}
+
+bool IsNothingOrComment(WideView trimmed) noexcept {
+    return trimmed.empty() || trimmed.front() == ';';
+}
+
+// A text that is read from its start to its end, with the number of the line that reading has come to.
+class Reader {
+public:
+    Reader(WideView text, WideView name) noexcept : rest(text), fileName(name) {}
+
+    bool AtEnd() const noexcept { return rest.empty(); }
+
+    [[noreturn]] void Malformed() const { ThrowMalformed(fileName, line); }
+
+    // What is left of the line, without the blanks around it and the line end.
+    WideView RestOfLine() noexcept {
+        while (!rest.empty() && IsBlank(rest.front())) {
+            rest.remove_prefix(1);
         }
-        if (rest[i] == '\\') {
-            if (++i == rest.size() || (rest[i] != '\\' && rest[i] != '"')) {
+        WideView left = rest.substr(0, rest.find('\n'));
+        if (left.ends_with('\r')) {
+            left.remove_suffix(1);
+        }
+        return Trimmed(left);
+    }
+
+    void NextLine() noexcept {
+        const std::size_t end = rest.find('\n');
+        rest.remove_prefix(end == WideView::npos ? rest.size() : end + 1);
+        ++line;
+    }
+
+    // Goes on to the next line; throws where more than a comment is left of this one.
+    void EndLine() {
+        if (!IsNothingOrComment(RestOfLine())) {
+            Malformed();
+        }
+        NextLine();
+    }
+
+    // Takes `unit` off the line, and the blanks before it; false where it is not there.
+    bool Take(wchar16 unit) noexcept {
+        const bool isThere = RestOfLine().starts_with(unit);
+        if (isThere) {
+            rest.remove_prefix(1);
+        }
+        return isThere;
+    }
+
+    // Takes a text in quotes. Line ends within it are part of it.
+    WideString TakeQuoted() {
+        if (!Take('"')) {
+            Malformed();
+        }
+        const std::size_t first = line;
+        WideString text;
+        for (std::size_t i = 0; i < rest.size(); ++i) {
+            if (rest[i] == '"') {
+                rest.remove_prefix(i + 1);
+                return text;
+            }
+            if (rest[i] == '\n') {
+                ++line;
+            } else if (rest[i] == '\\' && (++i == rest.size() || (rest[i] != '\\' && rest[i] != '"'))) {
+                Malformed(); // no such escape
+            }
+            text.push_back(rest[i]);
+        }
+        ThrowMalformed(fileName, first);
+    }
+
+    // What is between the brackets of a line "[key]". A key may hold brackets itself: it ends at the first
+    // one that has nothing but a comment behind it.
+    WideView KeyOfLine() {
+        const WideView whole = RestOfLine();
+        for (std::size_t end = whole.find(']'); end != WideView::npos; end = whole.find(']', end + 1)) {
+            if (IsNothingOrComment(Trimmed(whole.substr(end + 1)))) {
+                return whole.substr(1, end - 1);
+            }
+        }
+        Malformed();
+    }
+
+    // Takes "dword:", "hex:" or "hex(n):", which open a value that is no string; false where none is there.
+    bool TakeOtherKind() {
+        const WideView left = RestOfLine();
+        const std::size_t length = left.find(':') + 1;
+        const WideString folded = FoldCase(left.substr(0, length));
+        if (folded != WideView(u"dword:"_w) && folded != WideView(u"hex:"_w)) {
+            WideView number = folded;
+            if (!number.starts_with(WideView(u"hex("_w)) || !number.ends_with(WideView(u"):"_w))) {
+                return false;
+            }
+            number = number.substr(4, number.size() - 6);
+            if (number.empty() || !std::all_of(number.begin(), number.end(), IsHexadecimal)) {
                 return false;
             }
         }
-        text.push_back(rest[i]);
+        rest.remove_prefix(length);
+        return true;
     }
-    return false;
-}
 
-bool IsEndOfLine(WideView rest) noexcept {
-    rest = Trimmed(rest);
-    return rest.empty() || rest.front() == ';';
-}
-
-// Whether `data` opens a value that is no string: "dword:" or "hex:" or "hex(n):".
-bool IsOtherKind(WideView data) {
-    const WideString folded = FoldCase(data.substr(0, data.find(':') + 1));
-    return folded == WideView(u"dword:"_w) || folded == WideView(u"hex:"_w) ||
-           (folded.starts_with(WideView(u"hex("_w)) && folded.ends_with(WideView(u"):"_w)));
-}
-
-enum class LineKind { Malformed, Complete, Continued };
-
-// Reads a line "name"=data into `values`.
-LineKind ReadValue(WideView line, Values& values) {
-    WideString name;
-    if (line.front() == '@') {
-        line.remove_prefix(1);
-    } else if (!TakeQuoted(line, name)) {
-        return LineKind::Malformed;
-    }
-    line = Trimmed(line);
-    if (line.empty() || line.front() != '=') {
-        return LineKind::Malformed;
-    }
-    line = Trimmed(line.substr(1));
-    name = FoldCase(name);
-    if (line.starts_with(WideView(u"\""_w))) {
-        WideString text;
-        if (!TakeQuoted(line, text) || !IsEndOfLine(line)) {
-            return LineKind::Malformed;
+    // Takes the data of such a value with all the lines that it goes on over. Between them there may be blank
+    // lines and comments.
+    void TakeData() {
+        std::size_t continuedIn = 0; // the last line with a backslash at its end
+        for (;;) {
+            if (continuedIn != 0 && AtEnd()) {
+                ThrowMalformed(fileName, continuedIn);
+            }
+            WideView data = RestOfLine();
+            data = Trimmed(data.substr(0, data.find(';')));
+            const bool isBetween = data.empty() && continuedIn != 0;
+            const bool goesOn = data.ends_with('\\');
+            if (goesOn) {
+                data.remove_suffix(1);
+                continuedIn = line;
+            }
+            if (!std::all_of(data.begin(), data.end(), IsDataUnit)) {
+                Malformed();
+            }
+            NextLine();
+            if (!goesOn && !isBetween) {
+                return;
+            }
         }
-        values.insert_or_assign(std::move(name), std::move(text));
-        return LineKind::Complete;
     }
-    if (line.starts_with(WideView(u"-"_w)) && IsEndOfLine(line.substr(1))) {
+
+private:
+    WideView rest;
+    WideView fileName;
+    std::size_t line = 1;
+};
+
+// Reads "name"=data into `values`.
+void ReadValue(Reader& reader, Values& values) {
+    const WideString name = reader.Take('@') ? WideString() : FoldCase(reader.TakeQuoted());
+    if (!reader.Take('=')) {
+        reader.Malformed();
+    }
+    if (reader.TakeOtherKind()) {
+        values.insert_or_assign(name, std::nullopt);
+        reader.TakeData();
+        return;
+    }
+    if (reader.Take('-')) {
         values.erase(name);
-        return LineKind::Complete;
+    } else {
+        values.insert_or_assign(name, reader.TakeQuoted());
     }
-    if (!IsOtherKind(line)) {
-        return LineKind::Malformed;
-    }
-    values.insert_or_assign(std::move(name), std::nullopt);
-    return line.ends_with('\\') ? LineKind::Continued : LineKind::Complete;
+    reader.EndLine();
 }
 
 // Whether `key` is `path` or lies above it.
@@ -216,65 +313,63 @@ std::optional<WideString> ReadRegistryFile(const WideString& fileName) {
         ThrowFile(fileName, "cannot be opened.", error);
     }
     const OpenFile file(handle);
+    if (System::GetFileType(handle) != System::FileTypeDisk) {
+        ThrowFile(fileName, "is no regular file."); // reading it might wait
+    }
     std::uint64_t size = 0;
     if (!System::GetFileSizeEx(handle, &size)) {
         ThrowFile(fileName, "cannot be read.", System::GetLastError());
     }
-    if (size > largestFile) {
+    // A size saves reading in vain, but the end is where reading ends: files that the system makes up as they
+    // are read tell no size.
+    bool isTooLarge = size > largestFile;
+    bool isWhole = false;
+    std::string bytes;
+    while (!isTooLarge && !isWhole) {
+        constexpr std::uint32_t piece = 65536;
+        const std::size_t before = bytes.size();
+        bytes.resize(before + piece);
+        std::uint32_t done = 0;
+        if (!System::ReadFile(handle, bytes.data() + before, piece, &done)) {
+            ThrowFile(fileName, "cannot be read.", System::GetLastError());
+        }
+        bytes.resize(before + done);
+        isTooLarge = bytes.size() > largestFile;
+        isWhole = done < piece;
+    }
+    if (isTooLarge) {
         ThrowFile(fileName, "is larger than 16 MiB.");
     }
-    std::string bytes(static_cast<std::size_t>(size), 0);
-    std::uint32_t done = 0;
-    if (!bytes.empty() &&
-        !System::ReadFile(handle, bytes.data(), static_cast<std::uint32_t>(bytes.size()), &done)) {
-        ThrowFile(fileName, "cannot be read.", System::GetLastError());
-    }
-    bytes.resize(done);
     return Decode(bytes, fileName);
 }
 
 std::optional<Values> FindKey(WideView text, WideView path, WideView fileName) {
+    RequireWellFormed(text, fileName);
+    Reader reader(text, fileName);
+    if (reader.RestOfLine() != WideView(u"Windows Registry Editor Version 5.00"_w)) {
+        reader.Malformed();
+    }
+    reader.NextLine();
     const WideString wanted = FoldCase(path);
     std::optional<Values> found;
     Values ignored;            // where the values of other keys go
     Values* current = nullptr; // null before the first key
-    bool continued = false;
-    std::size_t number = 0;
-    for (std::size_t start = 0; start <= text.size();) {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        WideView line = text.substr(start, end - start);
-        start = end + 1;
-        ++number;
-        if (line.ends_with('\r')) {
-            line.remove_suffix(1);
-        }
-        if (line.find(wchar16{0}) != WideView::npos || HasUnpairedSurrogate(line)) {
-            ThrowMalformed(fileName, number);
-        }
-        line = Trimmed(line);
-        if (number == 1) {
-            if (line != WideView(u"Windows Registry Editor Version 5.00"_w)) {
-                ThrowMalformed(fileName, number);
+    while (!reader.AtEnd()) {
+        const WideView line = reader.RestOfLine();
+        if (IsNothingOrComment(line)) {
+            reader.NextLine();
+        } else if (line.front() != '[') {
+            if (current == nullptr) {
+                reader.Malformed();
             }
-            continue;
-        }
-        if (continued) {
-            continued = line.ends_with('\\');
-            continue;
-        }
-        if (line.empty() || line.front() == ';') {
-            continue;
-        }
-        if (line.front() == '[') {
-            if (line.size() < 3 || line.back() != ']') {
-                ThrowMalformed(fileName, number);
-            }
-            const bool takenBack = line[1] == '-';
-            const WideString key =
-                FoldCase(line.substr(takenBack ? 2 : 1, line.size() - (takenBack ? 3 : 2)));
+            ReadValue(reader, *current);
+        } else {
+            const bool takenBack = line.substr(1).starts_with(wchar16{'-'});
+            const WideString key = FoldCase(reader.KeyOfLine().substr(takenBack ? 1 : 0));
             if (key.empty()) {
-                ThrowMalformed(fileName, number);
+                reader.Malformed();
             }
+            reader.NextLine();
             current = &ignored;
             ignored.clear();
             if (takenBack && IsAtOrAbove(key, wanted)) {
@@ -287,13 +382,7 @@ std::optional<Values> FindKey(WideView text, WideView path, WideView fileName) {
             } else if (!takenBack && IsAtOrAbove(wanted, key) && !found) {
                 found.emplace(); // a key below makes the key, too
             }
-            continue;
         }
-        const LineKind kind = current != nullptr ? ReadValue(line, *current) : LineKind::Malformed;
-        if (kind == LineKind::Malformed) {
-            ThrowMalformed(fileName, number);
-        }
-        continued = kind == LineKind::Continued;
     }
     return found;
 }

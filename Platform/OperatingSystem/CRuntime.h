@@ -40,16 +40,25 @@ int _commit(int descriptor) noexcept;
 int _read(int descriptor, void* buffer, unsigned int count) noexcept;
 int _write(int descriptor, const void* data, unsigned int count) noexcept;
 
-// Sets the size of the file; bytes that come in by that are zero. 0, or -1 on failure.
+// Sets the size of the file; bytes that come in by that are zero. 0, or -1 on failure: error 87 for a
+// negative size and, on a POSIX system, for what is no regular file.
 int _chsize(int descriptor, std::int64_t size) noexcept;
 
-// `origin`: FileBegin, FileCurrent or FileEnd. The new position, or -1 on failure.
+// `origin`: FileBegin, FileCurrent or FileEnd. The new position, or -1 on failure, as SetFilePointerEx.
 std::int64_t lseek(int descriptor, std::int64_t offset, int origin) noexcept;
 
 // 0, or -1 on failure. The descriptor is gone afterwards, also on failure.
 int close(int descriptor) noexcept;
 
 // The stream functions. Where the error indicator of a stream was set before the call, it stays set.
+//
+// A signal does not interrupt reading. On a POSIX system a handler without SA_RESTART interrupts a write that
+// has to wait (in fwrite, fflush and fclose), which then fails with error 995: the C runtime does not tell
+// how much of what it held was written and may drop the rest, so that trying again would lose or double
+// bytes. Where such handlers are in use, block their signals around these calls or write through the
+// descriptor.
+
+// Where nothing is asked and the error indicator is set, the last error is set, too.
 std::size_t fread(void* buffer, std::size_t size, std::size_t count, std::FILE* stream) noexcept;
 std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* stream) noexcept;
 char* fgets(char* buffer, int size, std::FILE* stream) noexcept;

@@ -27,7 +27,8 @@ struct FindData {
 //
 // `pattern`: a path whose last part may hold "*" (any number of characters) and "?" (one code unit); "*.*"
 // matches every name, also one without a dot. "." and ".." are entries too. On a POSIX system letters match
-// in their own case only.
+// in their own case only, and "?" always takes one code unit; a Windows system lets it take none before a dot
+// and at the end of a name.
 // Error 2 where no name matches, 3 where the directory does not exist, 267 where it is no directory.
 //
 // A name on disk that no path can hold is shown with U+FFFD in place of each ill-formed part (bytes that
@@ -56,7 +57,8 @@ std::uint32_t GetTempPathW(std::uint32_t capacity, wchar16* buffer) noexcept;
 // name into `name` (MaxPath code units). The file's name is made of the first three code units of `prefix`
 // (null: none; a character of two code units that does not fit whole is left out), hexadecimal digits and
 // ".tmp". `unique`: 0. Returns a number that is not 0, or 0 on failure: 267 where `directory` is no
-// directory, 206 where the name would not fit.
+// directory, 206 where the name would not fit; on a POSIX system 123 where a separator is among the three
+// code units, since the file would lie elsewhere.
 std::uint32_t GetTempFileNameW(const wchar16* directory, const wchar16* prefix, std::uint32_t unique,
                                wchar16* name) noexcept;
 

@@ -8,8 +8,8 @@
 // A path fails with
 //   2    the file does not exist, but its directory does;
 //   3    the directory does not exist, or the path is null or empty;
-//   206  the path or a part of it is longer than the system takes;
-//   1113 it holds an unpaired surrogate, so that no file can have that name.
+//   206  on a POSIX system: the path or a part of it is longer than the system takes;
+//   1113 on a POSIX system: it holds an unpaired surrogate, so that no file can have that name.
 //
 // Thread safety: any thread may call anything; the use of one handle by several threads at once is the
 // callers' affair. Nothing here throws.
@@ -69,16 +69,25 @@ bool FlushFileBuffers(Handle file) noexcept;
 // 0 for what has no size, such as a pipe.
 bool GetFileSizeEx(Handle file, std::uint64_t* size) noexcept;
 
+inline constexpr std::uint32_t FileTypeUnknown = 0;
+inline constexpr std::uint32_t FileTypeDisk = 1; // a regular file
+inline constexpr std::uint32_t FileTypeChar = 2; // a terminal or another device of characters
+inline constexpr std::uint32_t FileTypePipe = 3; // a pipe or a socket
+
+// What is behind a handle; FileTypeUnknown for anything else and on failure.
+std::uint32_t GetFileType(Handle file) noexcept;
+
 // The values of `origin` here and of lseek and fseeko.
 inline constexpr int FileBegin = 0;
 inline constexpr int FileCurrent = 1;
 inline constexpr int FileEnd = 2;
 
 // Sets the position; `*position` (where not null) is the new one. Error 131 for a position before the start
-// of the file, 132 for a file without positions.
+// of the file, 87 for one that no file can have, 132 for a file without positions.
 bool SetFilePointerEx(Handle file, std::int64_t distance, std::uint64_t* position, int origin) noexcept;
 
-// Makes the file end at the current position, by cutting it off or by filling it up with zeros.
+// Makes the file end at the current position, by cutting it off or by filling it up with zeros. On a POSIX
+// system what is no regular file fails with error 132 (no positions) or 87.
 bool SetEndOfFile(Handle file) noexcept;
 
 inline constexpr std::uint32_t LockFileFailImmediately = 1; // error 33 instead of waiting
@@ -89,8 +98,11 @@ inline constexpr std::uint32_t LockFileExclusiveLock = 2;   // else shared
 // they hold off other locks, not reading and writing.
 //
 // A lock belongs to the opening of the file: it ends with UnlockFileEx, when the handle is closed, or with
-// the process. Both kinds need no more than read access. Locking again through the same handle puts the new
-// lock in place of the old one on a POSIX system. On a network file system the server may ask more.
+// the process. Both kinds need no more than read access. On a network file system the server may ask more.
+//
+// On a POSIX system locking again through the same handle puts the new lock in place of the old one. That is
+// not done in one step: the lock held before ends first, so that another opening may get its lock in between;
+// and where the new lock is refused (error 33), the one held before is gone.
 bool LockFileEx(Handle file, std::uint32_t flags) noexcept;
 
 // Ends the lock. Where there is none, a POSIX system answers true.

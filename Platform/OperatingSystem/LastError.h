@@ -21,6 +21,7 @@ inline constexpr ErrorNumber ErrorLockViolation = 33;
 inline constexpr ErrorNumber ErrorFileExists = 80;
 inline constexpr ErrorNumber ErrorInvalidParameter = 87;
 inline constexpr ErrorNumber ErrorInsufficientBuffer = 122;
+inline constexpr ErrorNumber ErrorInvalidName = 123;
 inline constexpr ErrorNumber ErrorNegativeSeek = 131;
 inline constexpr ErrorNumber ErrorAlreadyExists = 183;
 inline constexpr ErrorNumber ErrorEnvironmentVariableNotFound = 203;

@@ -126,12 +126,138 @@ TEST_F(BasePathTest, AnotherCaseOrABackslashBehindIsADirectory) {
     EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "AA");
 }
 
+// The setting of the operating system's registry, which a text file stands for on a system without one.
+
+class BasePathOfTheRegistryTest : public BasePathTest {
+protected:
+    BasePathOfTheRegistryTest() {
+        EXPECT_EQ(setenv("KREGISTRY_FILE", (directory.Path() / "test.reg").c_str(), 1), 0);
+        std::filesystem::create_directory(directory.Path() / "empty");
+    }
+    ~BasePathOfTheRegistryTest() override {
+        EXPECT_EQ(setenv("KREGISTRY_FILE", "no such directory/registry", 1), 0);
+    }
+
+    void Put(const std::string& bytes) const {
+        MarkedTables::WriteFile(directory.Path() / "test.reg", bytes);
+    }
+    void PutLine(const std::string& line) const {
+        Put("Windows Registry Editor Version 5.00\r\n\r\n"
+            "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Varnick\\Tessel Suite]\r\n" +
+            line + "\r\n");
+    }
+    void PutPath(const std::string& path) const { PutLine("\"Common Path\"=\"" + path + "\""); }
+
+    std::string Below(const char* name) const { return (directory.Path() / name).string(); }
+    std::string AsShown(const std::string& path) const { return Ascii(Widen(path)); }
+};
+
+TEST_F(BasePathOfTheRegistryTest, ItsTablesAreTheOnesThatAreRead) {
+    MarkedTables::Write(Below("tables"), "koi8-r", 20866, 'r');
+    PutPath(Below("tables"));
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "rr");
+    EXPECT_EQ(Ascii(GetBasePath()), AsShown(Below("tables")));
+    EXPECT_EQ(FileName(15, decoding), AsShown(Below("tables") + "\\koi8-r.M2U")); // its spelling is kept
+}
+
+TEST_F(BasePathOfTheRegistryTest, BackslashesAreDoubledInTheFile) {
+    MarkedTables::Write(Below("tables"), "koi8-r", 20866, 'r');
+    std::string path = Below("tables");
+    for (std::size_t at = 0; (at = path.find('/', at)) != std::string::npos; at += 2) {
+        path.replace(at, 1, "\\\\");
+    }
+    PutPath(path);
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "rr");
+}
+
+TEST_F(BasePathOfTheRegistryTest, WhatWasSetIsNotLookedFor) {
+    MarkedTables::Write(Below("tables"), "koi8-r", 20866, 'r');
+    MarkedTables::Write(Below("set"), "koi8-r", 20866, 's');
+    PutPath(Below("tables"));
+    SetBasePath(Widen(Below("set")).c_str());
+    EXPECT_EQ(Ascii(GetBasePath()), AsShown(Below("set")));
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "ss");
+    SetBasePath(u""_w); // nothing is set any more
+    EXPECT_EQ(Ascii(GetBasePath()), AsShown(Below("tables")));
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "rr");
+    SetBasePath(Widen(Below("set")).c_str());
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "ss");
+}
+
+TEST_F(BasePathOfTheRegistryTest, OnceFoundItStaysUntilAnotherIsSet) {
+    PutPath("first");
+    EXPECT_EQ(Ascii(GetBasePath()), "first");
+    PutPath("second");
+    EXPECT_EQ(Ascii(GetBasePath()), "first");
+    SetBasePath(u""_w);
+    EXPECT_EQ(Ascii(GetBasePath()), "second");
+}
+
+TEST_F(BasePathOfTheRegistryTest, FindingItFlushesNothing) {
+    const WorkingDirectory current(directory.Path());
+    MarkedTables::Write(".", "koi8-r", 20866, 'q');
+    MarkedTables::Write(Below("tables"), "koi8-r", 20866, 'r');
+    CodePage* const before = GetCodePage(15);
+    EXPECT_EQ(MarkedTables::Shown(*before), "qq");
+    PutPath(Below("tables"));
+    EXPECT_EQ(Ascii(GetBasePath()), AsShown(Below("tables")));
+    EXPECT_EQ(GetCodePage(15), before);
+    EXPECT_EQ(MarkedTables::Shown(*before), "qq");
+    FlushCodePageCaches();
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "rr");
+}
+
+TEST_F(BasePathOfTheRegistryTest, UseWindowsAPIInTheFileMeansTheOperatingSystem) {
+    const WorkingDirectory current(directory.Path());
+    MarkedTables::Write("UseWindowsAPI", "koi8-r", 20866, 'q');
+    PutPath("UseWindowsAPI");
+    EXPECT_EQ(Ascii(GetBasePath()), "UseWindowsAPI");
+    EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "AA");
+}
+
+TEST_F(BasePathOfTheRegistryTest, WhereNothingIsFoundTheBasePathIsEmptyAndLookedForAgain) {
+    const WorkingDirectory current(directory.Path() / "empty");
+    MarkedTables::Write(Below("tables"), "koi8-r", 20866, 'r');
+    const std::vector<std::string> lines = {
+        "",                                   // no value
+        "\"Common Path\"=\"\"",               // an empty one
+        "\"Common Path\"=dword:00000001",     // one of another kind
+        "\"Common Path\"=hex(2):61,00,00,00", //
+        "\"Common Path\"=-",                  // one that is taken back
+        "\"Common\"=\"tables\"",              // another name
+        "@=\"tables\"",                       //
+        "\"Common Path\"=\"tables",           // malformed
+        "\"Common Path\"=\"tables\"\r\n!",    //
+        "[HKEY_CURRENT_USER\\SOFTWARE\\Varnick\\Tessel Suite]\r\n\"Common Path\"=\"tables\"",
+    };
+    for (const std::string& line : lines) {
+        SetBasePath(u""_w);
+        PutLine(line);
+        EXPECT_EQ(Ascii(GetBasePath()), "") << line;
+        EXPECT_EQ(Raised([] { GetCodePageReference(15); }).id, 2) << line; // no file in the current directory
+        PutPath(Below("tables"));
+        EXPECT_EQ(Ascii(GetBasePath()), AsShown(Below("tables"))) << line;
+        EXPECT_EQ(MarkedTables::Shown(*GetCodePageReference(15)), "rr") << line;
+    }
+    SetBasePath(u""_w);
+    Put("");
+    EXPECT_EQ(Ascii(GetBasePath()), "");
+    std::filesystem::remove(directory.Path() / "test.reg");
+    EXPECT_EQ(Ascii(GetBasePath()), "");
+    std::filesystem::create_directory(directory.Path() / "test.reg"); // a file that cannot be opened
+    EXPECT_EQ(Ascii(GetBasePath()), "");
+}
+
 // File names.
 
 TEST_F(BasePathTest, AFileIsNamedByBasePathIANANameAndExtension) {
     SetBasePath(u"C:\\data"_w);
     EXPECT_EQ(FileName(11, decoding), "C:\\u005Cdata\\u005Cshift_jis.M2U");
     EXPECT_EQ(FileName(11, encoding), "C:\\u005Cdata\\u005Cshift_jis.U2M");
+    SetBasePath(u"/opt/tables"_w);
+    EXPECT_EQ(FileName(1, decoding), "/opt/tables\\u005Ciso-8859-1.M2U");
+    SetBasePath(u"./tables/"_w);
+    EXPECT_EQ(FileName(17, encoding), "./tables/big5.U2M");
     SetBasePath(u"tables"_w);
     EXPECT_EQ(FileName(15, decoding), "tables\\u005Ckoi8-r.M2U");
     EXPECT_EQ(FileName(0, decoding), "tables\\u005Cus-ascii.M2U");

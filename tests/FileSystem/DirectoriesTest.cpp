@@ -195,13 +195,6 @@ TEST(TemporaryFiles, ATemporaryFileLiesInTheTemporaryDirectoryAndIsEmpty) {
     EXPECT_TRUE(TryDelete(second.c_str(), nullptr));
 }
 
-TEST(TemporaryFiles, APrefixThatNoFileCanHaveIsNamed) {
-    const char16_t lone[] = {0xD800, 0};
-    EXPECT_EQ(
-        Prefixed(1113, "KFileSystem::CreateTemporaryFile: ::GetTempFileNameW failed for '\xEF\xBF\xBD'."),
-        FailureOf([&] { CreateTemporaryFile(Wide(lone).c_str()); }));
-}
-
 } // namespace
 
 } // namespace KFileSystem

@@ -16,37 +16,51 @@ TEST(Paths, CombiningFollowsTheKindOfTheName) {
         const char16_t* result;
     };
     const Row rows[] = {
-        // A name without a separator at its start goes under the base.
+        // A name without a separator at its start goes behind the base, and both stay as they are written.
         {u"C:\\data", u"tables\\x.tbl", u"C:\\data\\tables\\x.tbl"},
         {u"C:\\data\\", u"x", u"C:\\data\\x"},
-        {u"C:\\data/", u"x", u"C:\\data\\x"},
-        {u"C:/data", u"a/b", u"C:\\data\\a\\b"},
+        {u"C:\\data/", u"x", u"C:\\data/x"},
+        {u"C:\\data\\\\", u"x", u"C:\\data\\\\x"},
+        {u"C:/data", u"a/b", u"C:/data\\a/b"},
         {u"C:\\", u"x", u"C:\\x"},
         {u"C:", u"x", u"C:\\x"},
         {u"data", u"x", u"data\\x"},
+        {u"./data", u"x", u"./data\\x"},
+        {u".", u"x", u".\\x"},
+        {u".", u"./C:", u".\\./C:"},
         {u"\\data", u"x", u"\\data\\x"},
-        {u"/usr/share", u"big5.M2U", u"\\usr\\share\\big5.M2U"},
+        {u"/opt/tables", u"iso-8859-1", u"/opt/tables\\iso-8859-1"},
+        {u"/opt/tables/", u"iso-8859-1", u"/opt/tables/iso-8859-1"},
+        {u"//nas/tables", u"big5", u"//nas/tables\\big5"},
         {u"\\", u"x", u"\\x"},
+        {u"/", u"x", u"/x"},
         {u"\\\\server\\share", u"x", u"\\\\server\\share\\x"},
         {u"\\\\server\\share\\", u"a\\b", u"\\\\server\\share\\a\\b"},
         {u"C:\\data", u".x", u"C:\\data\\.x"},
         {u"C:\\data", u"..\\x", u"C:\\data\\..\\x"},
-        {u"C:\\data", u".\\x", u"C:\\data\\x"},
-        {u"C:\\data", u"x\\", u"C:\\data\\x"},
+        {u"C:\\data", u".\\x", u"C:\\data\\.\\x"},
+        {u"C:\\data", u"x\\", u"C:\\data\\x\\"},
+        {u"C:\\data", u"a//b", u"C:\\data\\a//b"},
         {u"C:\\data", u"D:x", u"C:\\data\\D:x"}, // a drive without a separator is not absolute
         {u"C:\\data", u"D:", u"C:\\data\\D:"},
         {u"C:\\data", u"1:\\x", u"C:\\data\\1:\\x"}, // no letter, no drive
         {u"C:\\data", u"\u00C4:\\x", u"C:\\data\\\u00C4:\\x"},
         {u"C:\\\u30C6\u30B9\u30C8", u"\u0E44\u0E17\u0E22", u"C:\\\u30C6\u30B9\u30C8\\\u0E44\u0E17\u0E22"},
-        // An empty name gives the base, an empty base the name.
-        {u"C:\\data", u"", u"C:\\data"},
-        {u"C:\\data\\", u"", u"C:\\data"},
+        // So does an empty name.
+        {u"C:\\data", u"", u"C:\\data\\"},
+        {u"C:\\data\\", u"", u"C:\\data\\"},
+        {u"/usr/share", u"", u"/usr/share\\"},
+        {u"/usr/share/", u"", u"/usr/share/"},
         {u"C:", u"", u"C:\\"},
+        {u"\\", u"", u"\\"},
+        // Where the base is empty the name stands alone, normalised.
         {u"", u"big5.M2U", u"big5.M2U"},
         {u"", u"a//b", u"a\\b"},
+        {u"", u"./a/", u"a"},
         {u"", u"\\x", u"\\x"},
+        {u"", u"C:", u"C:\\"},
         {u"", u"", u""},
-        // An absolute name stands alone.
+        // An absolute name stands alone, normalised.
         {u"C:\\data", u"D:\\x", u"D:\\x"},
         {u"C:\\data", u"d:/x//y/", u"d:\\x\\y"},
         {u"C:\\data", u"z:\\", u"z:\\"},
@@ -56,18 +70,19 @@ TEST(Paths, CombiningFollowsTheKindOfTheName) {
         {u"C:\\data", u"\\\\server\\share\\x", u"\\\\server\\share\\x"},
         {u"C:\\data", u"\\\\server/share//x", u"\\\\server\\share\\x"},
         {u"", u"\\\\server", u"\\\\server"},
-        // A name that begins with one separator goes under the base's drive.
+        // A name that begins with one separator goes behind the base's drive, as it is written.
         {u"C:\\data", u"\\x", u"C:\\x"},
-        {u"C:\\data", u"/x/y", u"C:\\x\\y"},
-        {u"C:data", u"\\x", u"C:\\x"},
+        {u"C:\\data", u"/x/y", u"C:/x/y"},
+        {u"C:data", u"\\x\\", u"C:\\x\\"},
         {u"c:", u"\\", u"c:\\"},
-        {u"C:\\data", u"/\\x", u"C:\\x"},
-        {u"C:\\data", u"//x", u"C:\\x"}, // two slashes are no network path
-        // Without a drive in the base it stands alone.
+        {u"C:\\data", u"/\\x", u"C:/\\x"},
+        {u"C:\\data", u"//x", u"C://x"}, // two slashes are no network path
+        // Without a drive in the base it stands alone, normalised.
         {u"data", u"\\x", u"\\x"},
         {u"\\data", u"/x", u"\\x"},
         {u"\\\\server\\share", u"\\x", u"\\x"},
         {u"/usr/share", u"/etc//x", u"\\etc\\x"},
+        {u"/usr/share", u"//etc/", u"\\etc"},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(Narrow(Wide(row.result)), Narrow(CombinePaths(Wide(row.base), Wide(row.name))))
@@ -113,6 +128,12 @@ TEST(Paths, NormalisingJoinsThePartsWithOneBackslash) {
         {u".", u"."},
         {u"./.", u"."},
         {u".\\a", u"a"},
+        {u"./C:/x", u".\\C:\\x"}, // without its dot it would be absolute
+        {u".\\C:", u".\\C:"},
+        {u".//./C:x", u".\\C:x"},
+        {u"./1:", u"1:"},
+        {u"\\.\\C:", u"\\C:"},
+        {u"a/./C:", u"a\\C:"},
         {u"a\\.\\b\\.", u"a\\b"},
         {u"\\.", u"\\"},
         {u"C:\\.", u"C:\\"},

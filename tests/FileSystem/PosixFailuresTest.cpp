@@ -293,6 +293,40 @@ TEST_F(PosixFailures, ATemporaryDirectoryThatIsNoneFails) {
               FailureOf([] { CreateTemporaryFile(Wide(u"abc").c_str()); }));
 }
 
+TEST_F(PosixFailures, APrefixThatNoFileCanHaveIsNamed) {
+    const char16_t lone[] = {0xD800, 0};
+    EXPECT_EQ(
+        Prefixed(1113, "KFileSystem::CreateTemporaryFile: ::GetTempFileNameW failed for '\xEF\xBF\xBD'."),
+        FailureOf([&] { CreateTemporaryFile(Wide(lone).c_str()); }));
+    EXPECT_EQ(Prefixed(123, "KFileSystem::CreateTemporaryFile: ::GetTempFileNameW failed for '../'."),
+              FailureOf([] { CreateTemporaryFile(Wide(u"../").c_str()); }));
+}
+
+TEST_F(PosixFailures, ReadingNothingFromAStreamInErrorNamesNoOtherFailure) {
+    const WideString path = directory.Path(u"f");
+    std::FILE* const stream = File::OpenStream(path.c_str(), File::ModeWrite, 0);
+    KDataType::Binary buffer(1);
+    EXPECT_EQ(Prefixed(5, "KFileSystem::File::Read: ::fread failed."),
+              FailureOf([&] { File::Read(stream, &buffer, 1); }));
+    OperatingSystem::SetLastError(4711);
+    KDataType::Binary nothing(0);
+    EXPECT_EQ(Prefixed(1117, "KFileSystem::File::Read: ::fread failed."),
+              FailureOf([&] { File::Read(stream, &nothing, 0); }));
+    File::Close(stream);
+}
+
+TEST_F(PosixFailures, ATriedLockThatIsRefusedEndsTheOneHeldBefore) {
+    const WideString path = directory.Make(u"f", "abc");
+    const int first = File::OpenDescriptor(path.c_str(), File::ModeRead, 0);
+    const int second = File::OpenDescriptor(path.c_str(), File::ModeRead, 0);
+    File::ReadLock(first, false);
+    File::ReadLock(second, false);
+    EXPECT_EQ(33, FailureOf([&] { File::WriteLock(first, false); }).id);
+    File::WriteLock(second, false); // the first holds nothing any more
+    File::Close(first);
+    File::Close(second);
+}
+
 TEST_F(PosixFailures, ATemporaryDirectoryOf260UnitsOrMoreIsEmpty) {
     for (const std::size_t length : {257u, 258u, 1000u, 5000u}) {
         const TemporaryVariable tooLong("/" + std::string(length, 'x'));

@@ -4,8 +4,11 @@
 #include "KRegistry/RegistryFile.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <optional>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace KRegistry {
 
@@ -148,6 +151,19 @@ TEST_F(Registry, EveryLineHasItsMeaning) {
          "x"},
         {"\"a\"=\"x\"\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Varnick\\Tessel]\n", "x"}, // no key above this one
         {"\"a\"=-\n\"a\"=\"x\"\n", "x"},
+        {"\"a\"=\"one\ntwo\"\n", "one\ntwo"},
+        {"\"a\"=\"one\r\n\r\n[two]\r\n; \"\r\n", "one\r\n\r\n[two]\r\n; "},
+        {"\"one\r\ntwo\"=\"y\"\n\"a\"=\"x\"\n", "x"},
+        {"[HKEY_LOCAL_MACHINE\\Other] ; why\n\"a\"=\"y\"\n"
+         "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Varnick\\Tessel Suite]; see [2]\n\"a\"=\"x\"\n",
+         "x"},
+        {"[HKEY_LOCAL_MACHINE\\a]b];]\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\Varnick\\Tessel Suite]\n\"a\"=\"x\"\n",
+         "x"},
+        {"\"b\"=hex:01,\\\n\n; between\n  02 ; last\n\"a\"=\"x\"\n", "x"},
+        {"\"b\"=hex:01,\\ ; goes on\n02\n\"a\"=\"x\"\n", "x"},
+        {"\"b\"=dword:1 ; not C:\\\n\"a\"=\"x\"\n", "x"},
+        {"\"b\"=hex(0):\n\"a\"=\"x\"\n", "x"},
+        {"\"b\"=HEX(B):0A,ff\n\"a\"=\"x\"\n", "x"},
     };
     for (const Row& row : rows) {
         PutValues(row.lines);
@@ -206,6 +222,20 @@ TEST_F(Registry, AMalformedLineIsNamed) {
         {"Windows Registry Editor Version 5.00\n\n[k]\n\"a\"=-x\n", 4},
         {"Windows Registry Editor Version 5.00\n\n[k]\n\n\"a\"=\"\xFF\"\n", 5},
         {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:1,\\\n2\n!\n", 6},
+        {"Windows Registry Editor Version 5.00\n\n[k]x\n", 3},
+        {"Windows Registry Editor Version 5.00\n\n[k] ; \"a\"\n\"a\"=\"x\n\n\n", 4}, // not closed
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"a\n\n", 4},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"a\"=\"x\n\ny\"z\n", 6},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"a\"=\"x\n\ny\"\n!\n", 7},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:01,\\", 4}, // cut off
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:01,\\\n", 4},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:01,\\\n02,\\\n\n", 5},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:01,\\\n[HKEY_LOCAL_MACHINE\\Other]\n", 5},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:01,\\\n\"a\"=\"x\"\n", 5},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex:01,\\ 02\n", 4},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=dword:zz junk\n", 4},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex():01\n", 4},
+        {"Windows Registry Editor Version 5.00\n\n[k]\n\"b\"=hex(x):01\n", 4},
         {"\xFE\xFF", 1}, // the other byte order
     };
     for (const Row& row : rows) {
@@ -238,6 +268,11 @@ TEST_F(Registry, TheFileMayBeUTF16OrBeginWithAByteOrderMark) {
 
     Put(UTF16(text) + "x"); // half a code unit
     EXPECT_EQ(Malformed(5), OpeningFailure());
+    for (const std::u16string_view value :
+         {u"\u010A\u020A", u"\u0A05\u0A06"}) { // bytes that are no line feeds
+        Put(UTF16(text + u"\"a\"=\"" + std::u16string(value) + u"\"\r\n") + "x");
+        EXPECT_EQ(Malformed(6), OpeningFailure());
+    }
     std::u16string lone = text + u"; ";
     lone.push_back(0xD800);
     Put(UTF16(lone));
@@ -249,6 +284,36 @@ TEST_F(Registry, AFileThatIsTooLargeIsRefusedUnread) {
     std::filesystem::resize_file(directory.Native(u"test.reg"), (16u << 20) + 1);
     EXPECT_EQ("The registry file '" + Narrow(RegistryFileName()) + "' is larger than 16 MiB.",
               OpeningFailure());
+}
+
+// Files that the system makes up as they are read have the size 0.
+TEST_F(Registry, AFileWithoutASizeIsReadToItsEnd) {
+    if (!std::filesystem::is_regular_file("/proc/version")) {
+        GTEST_SKIP() << "there is no /proc";
+    }
+    ::setenv("KREGISTRY_FILE", "/proc/version", 1);
+    EXPECT_EQ(Malformed(1), OpeningFailure());
+    ::setenv("KREGISTRY_FILE", "/proc/self/pagemap", 1); // 8 bytes for each page of the address space
+    EXPECT_EQ("The registry file '/proc/self/pagemap' is larger than 16 MiB.", OpeningFailure());
+}
+
+TEST_F(Registry, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
+    ASSERT_EQ(0, ::mkfifo(directory.Native(u"test.reg").c_str(), 0600));
+    const std::string refused = "The registry file '" + Narrow(RegistryFileName()) + "' is no regular file.";
+    EXPECT_EQ(refused, OpeningFailure());
+    const int writer = ::open(directory.Native(u"test.reg").c_str(), O_RDWR);
+    ASSERT_GE(writer, 0);
+    EXPECT_EQ(refused, OpeningFailure()); // a reader would wait for what is written
+    ::close(writer);
+    ::setenv("KREGISTRY_FILE", "/dev/zero", 1);
+    EXPECT_EQ("The registry file '/dev/zero' is no regular file.", OpeningFailure());
+}
+
+TEST_F(Registry, AFileOfMoreThanOnePieceIsReadWhole) {
+    const std::string comment = ";" + std::string(99998, 'x') + "\n";
+    Put(header + comment + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Varnick\\Tessel Suite]\n" + comment +
+        "\"a\"=\"x\"\n");
+    EXPECT_EQ("x", Value(u"a"));
 }
 
 TEST_F(Registry, AFileThatCannotBeOpenedIsNamedWithTheSystemsReason) {

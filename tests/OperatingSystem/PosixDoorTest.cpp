@@ -9,11 +9,13 @@
 #include "OperatingSystem/LastError.h"
 #include "OperatingSystem/Posix/ErrorNumbers.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <limits>
 #include <optional>
 #include <poll.h>
 #include <set>
@@ -83,6 +85,102 @@ TEST(PosixErrorNumbers, EachErrnoHasItsWindowsNumber) {
     for (const Row& row : rows) {
         EXPECT_EQ(row.number, Posix::FromErrno(row.error)) << std::strerror(row.error);
     }
+}
+
+ErrorNumber OpeningError(const WideString& path, std::uint32_t access, std::uint32_t disposition) {
+    SetLastError(0);
+    const Handle handle = CreateFileW(path.c_str(), access, ShareRead, disposition, 0);
+    if (handle != InvalidHandle) {
+        CloseHandle(handle);
+        return 0;
+    }
+    return GetLastError();
+}
+
+TEST_F(PosixDoor, APathThatNoFileCanHaveHasANumberOfItsOwn) {
+    EXPECT_EQ(206u, OpeningError(directory.Path(std::u16string(300, u'x')), GenericRead, OpenExisting));
+    EXPECT_EQ(206u, OpeningError(Wide(std::u16string(40000, u'x')), GenericRead, OpenExisting));
+    const char16_t lead[] = {u'a', 0xD800, u'b', 0};
+    EXPECT_EQ(1113u, OpeningError(directory.Path(lead), GenericRead, OpenExisting));
+    const char16_t trail[] = {u'a', 0xDC00, 0};
+    EXPECT_EQ(1113u, OpeningError(directory.Path(trail), GenericWrite, CreateAlways));
+
+    FindData data;
+    const char16_t pattern[] = {0xD800, u'*', 0};
+    EXPECT_EQ(InvalidHandle, FindFirstFileW(directory.Path(pattern).c_str(), &data));
+    EXPECT_EQ(1113u, GetLastError());
+}
+
+TEST_F(PosixDoor, ATemporaryFileLiesNowhereElse) {
+    wchar16 name[MaxPath];
+    std::filesystem::create_directory(directory.Native(u"a"));
+    for (const std::u16string_view prefix : {u"../", u"a\\b", u"/", u"ab/", u"\\"}) {
+        SetLastError(0);
+        EXPECT_EQ(0u, GetTempFileNameW(directory.Path().c_str(), Wide(prefix).c_str(), 0, name));
+        EXPECT_EQ(123u, GetLastError());
+    }
+    EXPECT_EQ(1, std::distance(std::filesystem::recursive_directory_iterator(directory.Native()), {}));
+    EXPECT_NE(0u, GetTempFileNameW(directory.Path().c_str(), Wide(u"abc/").c_str(), 0, name)); // not taken
+    const char16_t lone[] = {0xDC00, 0};
+    EXPECT_EQ(0u, GetTempFileNameW(directory.Path().c_str(), Wide(lone).c_str(), 0, name));
+    EXPECT_EQ(1113u, GetLastError());
+}
+
+TEST_F(PosixDoor, AQuestionMarkTakesOneCodeUnitAlways) {
+    for (const std::u16string_view name : {u"a", u"ab", u"abc", u"a.b"}) {
+        directory.Make(name, "");
+    }
+    const auto found = [&](std::u16string_view pattern) {
+        std::set<std::string> names;
+        FindData data;
+        const Handle search = FindFirstFileW(directory.Path(pattern).c_str(), &data);
+        if (search != InvalidHandle) {
+            do {
+                names.insert(Narrow(data.name));
+            } while (FindNextFileW(search, &data));
+            EXPECT_TRUE(FindClose(search));
+        }
+        return names;
+    };
+    EXPECT_EQ((std::set<std::string>{"ab"}), found(u"a?"));
+    EXPECT_EQ((std::set<std::string>{"a.b", "abc"}), found(u"a??"));
+    EXPECT_EQ((std::set<std::string>{}), found(u"a?.b"));
+    EXPECT_EQ((std::set<std::string>{}), found(u"????????????"));
+}
+
+TEST_F(PosixDoor, APositionBeyondAllFilesIsNotOneBeforeTheStart) {
+    const Handle file =
+        CreateFileW(directory.Path(u"f").c_str(), GenericRead | GenericWrite, ShareRead, CreateAlways, 0);
+    constexpr std::int64_t largest = std::numeric_limits<std::int64_t>::max();
+    SetLastError(0);
+    EXPECT_FALSE(SetFilePointerEx(file, largest, nullptr, FileBegin) &&
+                 SetFilePointerEx(file, largest, nullptr, FileCurrent));
+    EXPECT_NE(131u, GetLastError());
+    EXPECT_NE(0u, GetLastError());
+    EXPECT_TRUE(SetFilePointerEx(file, 5, nullptr, FileBegin));
+    for (const int origin : {FileBegin, FileCurrent, FileEnd}) {
+        SetLastError(0);
+        EXPECT_FALSE(SetFilePointerEx(file, -6, nullptr, origin));
+        EXPECT_EQ(131u, GetLastError());
+    }
+    EXPECT_TRUE(CloseHandle(file));
+}
+
+TEST_F(PosixDoor, WhatIsNoRegularFileCannotBeResized) {
+    const Handle null = CreateFileW(Wide(u"\\dev\\null").c_str(), GenericWrite, ShareRead, OpenExisting, 0);
+    EXPECT_EQ(FileTypeChar, GetFileType(null));
+    EXPECT_FALSE(SetEndOfFile(null));
+    EXPECT_EQ(87u, GetLastError());
+    EXPECT_TRUE(CloseHandle(null));
+    int ends[2];
+    ASSERT_EQ(0, ::pipe(ends));
+    EXPECT_EQ(FileTypePipe, GetFileType(ends[1]));
+    EXPECT_FALSE(SetEndOfFile(ends[1]));
+    EXPECT_EQ(132u, GetLastError());
+    EXPECT_EQ(-1, _chsize(ends[1], 0));
+    EXPECT_EQ(87u, GetLastError());
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 TEST_F(PosixDoor, OpeningAPipeNeverWaits) {
@@ -262,6 +360,19 @@ TEST_F(PosixDoor, TwoProcessesExcludeEachOther) {
     EXPECT_TRUE(CloseHandle(file));
 }
 
+TEST_F(PosixDoor, ARefusedChangeOfALockEndsTheLockHeldBefore) {
+    const WideString path = directory.Make(u"f", "abc");
+    const Handle a = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    const Handle b = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    EXPECT_TRUE(LockFileEx(a, 0));
+    EXPECT_TRUE(LockFileEx(b, 0));
+    EXPECT_FALSE(LockFileEx(a, LockFileExclusiveLock | LockFileFailImmediately));
+    EXPECT_EQ(33u, GetLastError());
+    EXPECT_TRUE(LockFileEx(b, LockFileExclusiveLock | LockFileFailImmediately)); // a holds nothing any more
+    EXPECT_TRUE(CloseHandle(a));
+    EXPECT_TRUE(CloseHandle(b));
+}
+
 TEST_F(PosixDoor, ALockEndsWithItsProcess) {
     const WideString path = directory.Make(u"f", "abc");
     EXPECT_EQ(0, TryFromChild(path, LockFileExclusiveLock)); // the child ends without unlocking
@@ -319,7 +430,7 @@ private:
     struct sigaction before {};
 };
 
-TEST_F(PosixDoor, SignalsDoNotInterruptReadingWritingAndLocking) {
+TEST_F(PosixDoor, SignalsDoNotInterruptReadingAndLocking) {
     // In a process with one thread, so that every signal meets the call that waits.
     EXPECT_EQ(0, ResultOfChild([&] {
                   const WideString path = directory.Make(u"f", "abc");
@@ -356,6 +467,103 @@ TEST_F(PosixDoor, SignalsDoNotInterruptReadingWritingAndLocking) {
                   }
                   return status == 0 ? 0 : 5;
               }));
+}
+
+// A pipe with a child that reads it to its end, but not at once, and tells whether it held `size` bytes "x".
+class SlowReader {
+public:
+    explicit SlowReader(std::size_t size) {
+        int ends[2] = {-1, -1};
+        if (::pipe(ends) != 0) {
+            return;
+        }
+        child = ::fork();
+        if (child == 0) {
+            ::alarm(15);
+            ::close(ends[1]);
+            ::usleep(50000);
+            char buffer[4096];
+            std::size_t seen = 0;
+            for (;;) {
+                const ssize_t got = ::read(ends[0], buffer, sizeof buffer);
+                if (got <= 0) {
+                    ::_exit(got == 0 && seen == size ? 0 : 1);
+                }
+                seen += static_cast<std::size_t>(std::count(buffer, buffer + got, 'x'));
+                ::usleep(200);
+            }
+        }
+        ::close(ends[0]);
+        writer = ends[1];
+    }
+
+    // Requires: `writer` is closed.
+    bool SawAll() const {
+        int status = -1;
+        while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+        }
+        return status == 0;
+    }
+
+    int writer = -1;
+
+private:
+    pid_t child = -1;
+};
+
+TEST_F(PosixDoor, SignalsDoNotInterruptWritingThroughADescriptorOrHandle) {
+    EXPECT_EQ(
+        0, ResultOfChild([] {
+            const std::string bytes(300000, 'x');
+            const SlowReader reader(2 * bytes.size());
+            const Interruptions interruptions;
+            for (std::size_t put = 0; put < bytes.size();) {
+                const int written =
+                    _write(reader.writer, bytes.data() + put, static_cast<unsigned int>(bytes.size() - put));
+                if (written < 0) {
+                    return 1;
+                }
+                put += static_cast<std::size_t>(written);
+            }
+            std::uint32_t done = 0;
+            if (!WriteFile(reader.writer, bytes.data(), static_cast<std::uint32_t>(bytes.size()), &done) ||
+                done != bytes.size()) {
+                return 2;
+            }
+            return OperatingSystem::close(reader.writer) == 0 && reader.SawAll() ? 0 : 3;
+        }));
+}
+
+TEST_F(PosixDoor, ASignalInterruptsAStreamThatWaitsToWrite) {
+    const auto child = [](bool flush) {
+        int ends[2];
+        if (::pipe(ends) != 0) {
+            return 1;
+        }
+        if (flush) { // the pipe has no room left
+            const int flags = ::fcntl(ends[1], F_GETFL);
+            ::fcntl(ends[1], F_SETFL, flags | O_NONBLOCK);
+            while (::write(ends[1], "x", 1) == 1) {
+            }
+            ::fcntl(ends[1], F_SETFL, flags);
+        }
+        std::FILE* const stream = _fdopen(ends[1], "wb");
+        const Interruptions interruptions;
+        SetLastError(0);
+        if (flush) {
+            if (OperatingSystem::fwrite("x", 1, 1, stream) != 1 || OperatingSystem::fflush(stream) == 0) {
+                return 2;
+            }
+        } else {
+            const std::string bytes(300000, 'x');
+            if (OperatingSystem::fwrite(bytes.data(), bytes.size(), 1, stream) != 0) {
+                return 3;
+            }
+        }
+        return GetLastError() == 995 ? 0 : 4;
+    };
+    EXPECT_EQ(0, ResultOfChild([&] { return child(false); }));
+    EXPECT_EQ(0, ResultOfChild([&] { return child(true); }));
 }
 
 TEST_F(PosixDoor, NamesThatAreNotUTF8AreListedWithReplacementsAndCannotBeOpened) {

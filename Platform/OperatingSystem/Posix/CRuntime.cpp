@@ -196,6 +196,10 @@ int close(int descriptor) noexcept {
 
 std::size_t fread(void* buffer, std::size_t size, std::size_t count, std::FILE* stream) noexcept {
     if (size == 0 || count == 0) {
+        if (::ferror(stream) != 0) {
+            errno = 0;
+            FailStream(stream);
+        }
         return 0;
     }
     const bool wasInError = ::ferror(stream) != 0;
@@ -216,6 +220,8 @@ std::size_t fread(void* buffer, std::size_t size, std::size_t count, std::FILE* 
     return done / size;
 }
 
+// Not begun again when a signal interrupts it, nor are fflush and fclose: what the C runtime held may be
+// lost.
 std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* stream) noexcept {
     errno = 0;
     const std::size_t written = ::fwrite(data, size, count, stream);
@@ -295,7 +301,7 @@ int fseeko(std::FILE* stream, std::int64_t offset, int origin) noexcept {
         return -1;
     }
     if (::fseeko(stream, offset, whence) != 0) {
-        Fail(errno == EINVAL ? ErrorNegativeSeek : FromErrno(errno));
+        FailForPosition(errno, offset);
         return -1;
     }
     return 0;

@@ -54,7 +54,7 @@ ErrorNumber FromErrno(int error) noexcept {
     case ENOSPC:
         return 112; // disk full
     case EILSEQ:
-        return 123; // a name that the file system refuses
+        return ErrorInvalidName; // the file system refuses the name
     case ESPIPE:
         return 132; // no positions on this device
     case ENOTEMPTY:
@@ -102,6 +102,10 @@ bool FailForPath(int error, const char* path) noexcept {
         return Fail(ErrorPathNotFound);
     }
     return FailFromErrno(error);
+}
+
+bool FailForPosition(int error, std::int64_t offset) noexcept {
+    return error == EINVAL && offset < 0 ? Fail(ErrorNegativeSeek) : FailFromErrno(error);
 }
 
 bool FailForAccess(int error, int descriptor) noexcept {

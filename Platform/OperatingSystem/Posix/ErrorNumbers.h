@@ -16,6 +16,10 @@ bool FailFromErrno(int error) noexcept;
 // lie in exists, else 3.
 bool FailForPath(int error, const char* path) noexcept;
 
+// For a failed move of a position by `offset`, which is before the start of the file only where that is
+// negative.
+bool FailForPosition(int error, std::int64_t offset) noexcept;
+
 // For a failed read or write: a descriptor that is open, but not for that, is access denied and no invalid
 // handle.
 bool FailForAccess(int error, int descriptor) noexcept;

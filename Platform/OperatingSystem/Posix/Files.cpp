@@ -131,7 +131,7 @@ std::int64_t SeekDescriptor(int descriptor, std::int64_t offset, int origin) noe
     }
     const off_t position = ::lseek(descriptor, offset, whence);
     if (position < 0) {
-        Fail(errno == EINVAL ? ErrorNegativeSeek : FromErrno(errno));
+        FailForPosition(errno, offset);
     }
     return position;
 }
@@ -269,6 +269,25 @@ bool GetFileSizeEx(Handle file, std::uint64_t* size) noexcept {
     return true;
 }
 
+std::uint32_t GetFileType(Handle file) noexcept {
+    struct stat status {};
+    if (::fstat(Descriptor(file), &status) != 0) {
+        FailFromErrno(errno);
+        return FileTypeUnknown;
+    }
+    switch (status.st_mode & S_IFMT) {
+    case S_IFREG:
+        return FileTypeDisk;
+    case S_IFCHR:
+        return FileTypeChar;
+    case S_IFIFO:
+    case S_IFSOCK:
+        return FileTypePipe;
+    default:
+        return FileTypeUnknown;
+    }
+}
+
 bool SetFilePointerEx(Handle file, std::int64_t distance, std::uint64_t* position, int origin) noexcept {
     const std::int64_t result = SeekDescriptor(Descriptor(file), distance, origin);
     if (result < 0) {
@@ -287,7 +306,8 @@ bool SetEndOfFile(Handle file) noexcept {
 }
 
 // flock and not fcntl: its locks belong to the open file, so that two handles of one process exclude each
-// other, and an exclusive one needs no write access.
+// other, and an exclusive one needs no write access. Changing a lock drops the old one first; taking it back
+// after a refusal could itself be refused, so that nothing would be gained.
 bool LockFileEx(Handle file, std::uint32_t flags) noexcept {
     const int operation = ((flags & LockFileExclusiveLock) != 0 ? LOCK_EX : LOCK_SH) |
                           ((flags & LockFileFailImmediately) != 0 ? LOCK_NB : 0);

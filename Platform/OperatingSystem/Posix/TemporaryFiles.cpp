@@ -80,6 +80,12 @@ std::uint32_t GetTempFileNameW(const wchar16* directory, const wchar16* prefix, 
     while (prefix != nullptr && prefixLength < 3 && prefix[prefixLength] != 0) {
         ++prefixLength;
     }
+    for (std::size_t i = 0; i < prefixLength; ++i) {
+        if (prefix[i] == '\\' || prefix[i] == '/') {
+            Fail(ErrorInvalidName); // the file would lie in another directory
+            return 0;
+        }
+    }
     if (prefixLength == 3 && (prefix[2] & 0xFC00u) == 0xD800u && (prefix[3] & 0xFC00u) == 0xDC00u) {
         --prefixLength;
     }
