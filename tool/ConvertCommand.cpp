@@ -1,12 +1,14 @@
 #include "Charsets.h"
 #include "CodePage/CodePageRegistry.h"
 #include "Commands.h"
-#include "Files.h"
-#include "KBase/WideString.h"
-#include "Text.h"
+#include "Conversion.h"
+#include "LibraryPath.h"
+#include "Messages.h"
+#include "Streams.h"
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -16,33 +18,63 @@ struct Options {
     std::string from;
     std::string to;
     std::string basePath;
-    std::string output;
-    std::string input;
+    std::string output{standardStream};
+    std::vector<std::string> inputs;
+    Conversion::Policy policy;
 };
 
 void Convert(const Options& options) {
-    const Charset from = FindCharset(options.from);
-    const Charset to = FindCharset(options.to);
+    const Charset from = FindSource(options.from);
+    const Charset to = FindTarget(options.to);
     KCodePage::SetBasePath(
         (options.basePath.empty() ? KBase::WideString(u"UseWindowsAPI"_w) : LibraryPath(options.basePath))
             .c_str());
-    WriteOutput(options.output, Encode(to, Decode(from, ReadInput(options.input))));
+    Conversion conversion(from, to, options.policy);
+    Output output(options.output);
+    const std::vector<std::string> standardInput{std::string(standardStream)};
+    for (const std::string& file : options.inputs.empty() ? standardInput : options.inputs) {
+        Input input(file);
+        output.RequireApartFrom(input);
+        conversion.Convert(input, output);
+    }
+    output.Commit();
+    for (const std::string& line : conversion.Tally().Lines(from, to)) {
+        Report(line);
+    }
 }
+
+constexpr const char* notes =
+    "NAME is a name that 'kcodepage list' shows, in any letter case, or utf-16le,\n"
+    "utf-16be or utf-16. From utf-16 the byte order mark tells the order, without\n"
+    "one it is little-endian; to utf-16 is little-endian with a mark. us-ascii is\n"
+    "7-bit. In all others a mark is text and is kept.\n"
+    "\n"
+    "The first character without an exact counterpart stops the conversion; the\n"
+    "message names its file, line, byte offset and bytes. Each FILE is a text of its\n"
+    "own; '-' is standard input. -o FILE is replaced only when everything went well,\n"
+    "so that a file may be converted onto itself.\n"
+    "\n"
+    "Exit status: 0 all converted (with --substitute also when something was\n"
+    "replaced), 1 a character, file or device failed, 2 a wrong command line.\n"
+    "\n"
+    "Example: kcodepage convert --from shift_jis --to utf-8 letter.txt -o new.txt";
 
 } // namespace
 
 void AddConvertCommand(CLI::App& app) {
     const auto options = std::make_shared<Options>();
-    CLI::App* command = app.add_subcommand("convert", "Convert a text from one character set to another");
+    CLI::App* command = app.add_subcommand("convert", "Convert texts from one character set to another");
     command->add_option("--from", options->from, "Character set of the input")->required()->type_name("NAME");
     command->add_option("--to", options->to, "Character set of the output")->required()->type_name("NAME");
-    command
-        ->add_option("--base-path", options->basePath,
-                     "Directory of translation files to use instead of the operating system's tables")
+    command->add_option("--base-path", options->basePath, "Translation files to use, not the system's tables")
         ->type_name("DIR");
     command->add_option("-o,--output", options->output, "File to write instead of standard output")
         ->type_name("FILE");
-    command->add_option("FILE", options->input, "File to read instead of standard input")->type_name("");
-    command->footer("Example: kcodepage convert --from shift_jis --to utf-8 letter.txt -o letter.utf-8.txt");
+    command->add_flag("--best-fit", options->policy.allowBestFit,
+                      "Take the code page's best fit for characters it does not have");
+    command->add_flag("--substitute", options->policy.substitute,
+                      "Put ? (U+FFFD in Unicode) for what does not convert, and count");
+    command->add_option("FILE", options->inputs, "Files to read instead of standard input")->type_name("");
+    command->footer(notes);
     command->callback([options] { Convert(*options); });
 }

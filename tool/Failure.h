@@ -8,3 +8,9 @@ class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// A command line that asks for what there is not. It has an exit status of its own.
+class UsageFailure : public Failure {
+public:
+    using Failure::Failure;
+};

@@ -2,48 +2,62 @@
 
 #include "CodePage/Initializer.h"
 #include "Commands.h"
+#include "Failure.h"
+#include "Messages.h"
+#include "Streams.h"
 
-#include <cstdio>
 #include <exception>
+#include <new>
+#include <sstream>
 #include <string>
 
 namespace {
 
 constexpr int exitFailure = 1;
+constexpr int exitUsage = 2;
 
-// One line: what failed, without the control characters that a name or an inner message may hold.
-void Report(const std::string& what) {
-    std::string line = "kcodepage: " + what;
-    for (char& c : line) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            c = ' ';
-        }
+void ShowHelp(const CLI::App& app, const CLI::Success& help) {
+    std::ostringstream text;
+    app.exit(help, text, text);
+    Output output{std::string(standardStream)};
+    output.Write(text.str());
+    output.Commit();
+}
+
+void Run(int argc, char** argv) {
+    const KCodePage::Initializer initializer;
+    CLI::App app("Converts text between legacy character sets and Unicode exactly as the Windows code page "
+                 "services do, and tells what does not convert and where.",
+                 "kcodepage");
+    app.require_subcommand(1);
+    app.footer("Example: kcodepage convert --from shift_jis --to utf-8 letter.txt -o letter.utf-8.txt\n"
+               "\n"
+               "'kcodepage convert --help' tells more about one of them.");
+    AddListCommand(app);
+    AddConvertCommand(app);
+    AddTablesCommand(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+        ShowHelp(app, help);
+    } catch (const CLI::ParseError& error) {
+        throw UsageFailure(std::string(error.what()) + " (kcodepage --help shows what there is)");
     }
-    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     try {
-        const KCodePage::Initializer initializer;
-        CLI::App app(
-            "Converts text between legacy character sets and Unicode exactly as the Windows code page "
-            "services do.",
-            "kcodepage");
-        app.require_subcommand(1);
-        AddListCommand(app);
-        AddConvertCommand(app);
-        AddTablesCommand(app);
-        try {
-            app.parse(argc, argv);
-        } catch (const CLI::Success& help) {
-            return app.exit(help);
-        } catch (const CLI::ParseError& error) {
-            Report(std::string(error.what()) + " (kcodepage --help shows what there is)");
-            return exitFailure;
-        }
+        PrepareStreams();
+        Run(argc, argv);
         return 0;
+    } catch (const UsageFailure& failure) {
+        Report(failure.what());
+        return exitUsage;
+    } catch (const std::bad_alloc&) {
+        Report("there is not enough memory");
+        return exitFailure;
     } catch (const std::exception& failure) {
         Report(failure.what());
         return exitFailure;

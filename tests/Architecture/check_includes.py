@@ -60,8 +60,11 @@ STANDARD = set("""
 ELSEWHERE = [
     (re.compile(r"unicode/.*"), ["CodePage/Private/Icu/*"], "ICU"),
     (re.compile(r"CLI/.*"), ["tool/*"], "the command line library"),
+    (re.compile(r"nlohmann/.*"), ["tool/*"], "the JSON library"),
     (re.compile(r".*"),
      ["Platform/OperatingSystem/Posix/*", "Platform/OperatingSystem/Windows/*",
+      # The command opens files by their native bytes, which the library does not.
+      "tool/Posix/*",
       # The dump program asks the Windows services themselves and is no part of the library.
       "CodePageData/dump/*"], "a system header"),
 ]

@@ -86,11 +86,14 @@ class CheckIncludesTest(unittest.TestCase):
         for name in ("unistd.h", "windows.h", "sys/stat.h", "fcntl.h", "dirent.h"):
             self.assert_one_error("FileSystem/X.cpp", f"#include <{name}>\n", "a system header")
             self.assert_one_error("Platform/OperatingSystem/X.h", f"#include <{name}>\n", "a system header")
+            self.assert_one_error("tool/X.cpp", f"#include <{name}>\n", "a system header")
+            self.assertEqual(self.errors({"tool/Posix/X.cpp": f"#include <{name}>\n"}), [])
 
     def test_icu_and_the_command_line_library_have_one_place_each(self):
         self.assert_one_error("CodePage/CodePage.cpp", "#include <unicode/utypes.h>\n", "ICU")
         self.assert_one_error("tool/x.cpp", "#include <unicode/utypes.h>\n", "ICU")
         self.assert_one_error("CodePage/CodePage.cpp", "#include <CLI/CLI.hpp>\n", "command line")
+        self.assert_one_error("CodePage/CodePage.cpp", "#include <nlohmann/json.hpp>\n", "JSON")
 
     def test_a_circle_of_includes_fails(self):
         errors = self.errors({"Platform/KBase/A.h": '#include "KBase/B.h"\n',

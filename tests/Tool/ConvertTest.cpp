@@ -245,7 +245,7 @@ TEST(ConvertTest, Utf16OfAnOddNumberOfBytesIsRefused) {
 
 TEST(ConvertTest, IllFormedUtf8IsRefused) {
     for (const char* input : {"a\xFFz", "a\xE3\x81", "\xC0\x80", "\xED\xA0\x80"}) {
-        ExpectFailure(Convert("utf-8", "utf-16le", input), "UTF-8");
+        ExpectFailure(Convert("utf-8", "utf-16le", input), "byte offset");
     }
 }
 
@@ -260,18 +260,18 @@ TEST(ConvertTest, AnUnpairedSurrogateIsRefused) {
 
 // What does not convert.
 
-TEST(ConvertTest, AnInvalidCharacterStopsItWithTheLibrarysMessage) {
-    ExpectFailure(Convert("utf-8", "koi8-r", "a\xE3\x81\x82z"), "Invalid character 000\xE3\x81\x82");
-    ExpectFailure(Convert("shift_jis", "utf-8", "a\x82"), "Invalid character 000");
+TEST(ConvertTest, AnInvalidCharacterStopsIt) {
+    ExpectFailure(Convert("utf-8", "koi8-r", "a\xE3\x81\x82z"), "U+3042");
+    ExpectFailure(Convert("shift_jis", "utf-8", "a\x82"), "cut-off");
     const Outcome outcome = Convert("utf-8", "us-ascii", "\xE3\x81\x82");
-    ExpectFailure(outcome, "Invalid character 000\xE3\x81\x82");
+    ExpectFailure(outcome, "U+3042");
     EXPECT_EQ(outcome.output, "");
 }
 
-TEST(ConvertTest, CharacterSetsThatTheLibraryRefusesStopIt) {
-    ExpectFailure(Convert("unicode-1-1", "utf-8", "a"), "OneToOne::ConvertToUnicode - not implemented");
-    ExpectFailure(Convert("utf-8", "unicode-1-1", "a"), "OneToOne::ConvertToMultiByte");
-    ExpectFailure(Convert("iso-2022-jp", "utf-8", "a"), "The character set is not supported: iso-2022-jp");
+TEST(ConvertTest, CharacterSetsThatTheCommandRefusesStopIt) {
+    ExpectFailure(Convert("unicode-1-1", "utf-8", "a"), "unicode-1-1");
+    ExpectFailure(Convert("utf-8", "unicode-1-1", "a"), "unicode-1-1");
+    ExpectFailure(Convert("iso-2022-jp", "utf-8", "a"), "iso-2022-jp");
 }
 
 TEST(ConvertTest, AnUnknownNameIsRefusedAndTold) {
@@ -373,7 +373,7 @@ TEST(ConvertTest, TwentyMebibytesOnStandardInputConvert) {
 TEST(ConvertTest, ACharacterIsInvalidHoweverFarIntoTheText) {
     for (const std::size_t before : {1u, 4095u, 65535u, 65536u, 1000001u}) {
         const Outcome outcome = Convert("utf-8", "koi8-r", std::string(before, 'a') + "\xE3\x81\x82");
-        ExpectFailure(outcome, "Invalid character 000\xE3\x81\x82");
+        ExpectFailure(outcome, "U+3042");
     }
 }
 

@@ -34,16 +34,15 @@ TEST(HelpTest, ShowsEachSubcommandsOptions) {
 
 TEST(HelpTest, AWrongCommandLineIsRefusedOnOneLineThatPointsToTheHelp) {
     const std::vector<std::vector<std::string>> lines = {
-        {"translate"},                                             // no such subcommand
-        {"--no-such-option"},                                      //
-        {"convert"},                                               // options missing
-        {"convert", "--from", "utf-8"},                            //
-        {"convert", "--to", "utf-8"},                              //
-        {"convert", "--from"},                                     // an option's value missing
-        {"convert", "--from", "utf-8", "--to", "utf-8", "--x"},    // an option that there is not
-        {"convert", "--from", "utf-8", "--to", "utf-8", "a", "b"}, // one file too many
-        {"tables"},                                                // no directory
-        {"list", "more"},                                          //
+        {"translate"},                                          // no such subcommand
+        {"--no-such-option"},                                   //
+        {"convert"},                                            // options missing
+        {"convert", "--from", "utf-8"},                         //
+        {"convert", "--to", "utf-8"},                           //
+        {"convert", "--from"},                                  // an option's value missing
+        {"convert", "--from", "utf-8", "--to", "utf-8", "--x"}, // an option that there is not
+        {"tables"},                                             // no directory
+        {"list", "more"},                                       //
     };
     for (const std::vector<std::string>& line : lines) {
         const Outcome outcome = RunCommand(line);

@@ -1,0 +1,39 @@
+// ExactTables: the two tables of a code page, and what in them is exact. The tables alone do not tell: the
+// operating system's services answer undefined pairs with a default unit, and characters that the code page
+// does not have with a best fit.
+// Thread safety: immutable.
+
+#pragma once
+
+#include "CodePage/CodePageImpl.h"
+#include "CodePage/TextConversion.h"
+
+namespace KCodePage {
+
+class ExactTables {
+public:
+    // Takes the tables of `codePage` from the registry. Throws what GetCodePage throws, and
+    // UserErrorException for a code page that has none or does not decode.
+    ExactTables(CODE_PAGE codePage, const TextPolicy& policy);
+
+    // The three questions of a DecodeMap. What stands for no character is invalid: a pair that decodes to the
+    // default unit without being that unit's own bytes is undefined, and so is a lead byte with 00.
+    unsigned GetNumberOfBytesInThisCharacter(const char* text) const;
+    UnicodeCharacter Convert(unsigned char byte) const;
+    UnicodeCharacter Convert(unsigned char leadByte, unsigned char secondByte) const;
+
+    // The question of an EncodeMap. A best fit is invalid, unless the policy allows it.
+    MultiByteCharacter Convert(unsigned short codeUnit) const;
+
+    // Whether the code unit has a best fit alone.
+    bool HasBestFit(unsigned short codeUnit) const;
+
+private:
+    bool IsRoundTrip(unsigned short codeUnit, const MultiByteCharacter& character) const;
+
+    CodePageImpl::Tables tables;
+    bool allowBestFit;
+    bool sevenBit;
+};
+
+} // namespace KCodePage

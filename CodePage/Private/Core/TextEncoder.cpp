@@ -1,0 +1,130 @@
+#include "CodePage/TextEncoder.h"
+
+#include "CodePage/Private/Core/ExactTables.h"
+#include "CodePage/Private/Tables/EncodeMap.h"
+#include "CodePage/Private/Tables/TextStream.h"
+#include "UTF8/UTF8.h"
+
+#include <utility>
+#include <variant>
+
+namespace KCodePage {
+
+namespace {
+
+bool IsLeadingSurrogate(wchar16 unit) noexcept {
+    return (unit & 0xFC00u) == 0xD800u;
+}
+
+bool IsTrailingSurrogate(wchar16 unit) noexcept {
+    return (unit & 0xFC00u) == 0xDC00u;
+}
+
+class TableEncoding {
+public:
+    using Input = wchar16;
+    using Output = char;
+
+    TableEncoding(CODE_PAGE codePage, const TextPolicy& policy)
+        : tables(codePage, policy), map(tables), substitution(policy.encoded) {}
+
+    EncodeMap::Run Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
+        return map.Convert(in, n, out, capacity);
+    }
+
+    TextStep Step(const wchar16* in, std::size_t n, bool end, char* out) const {
+        // A table may know surrogates one by one, as the one-shot conversion looks them up.
+        const MultiByteCharacter character = tables.Convert(in[0]);
+        if (character.IsValid()) {
+            std::memcpy(out, character.Get(), character.Length());
+            return {TextStep::Kind::Converted, 1, character.Length()};
+        }
+        if (IsLeadingSurrogate(in[0])) {
+            if (n == 1 && !end) {
+                return {TextStep::Kind::NeedsMore};
+            }
+            if (n > 1 && IsTrailingSurrogate(in[1])) {
+                return {TextStep::Kind::Failed, 2, 0, TextFailureKind::Unmapped};
+            }
+        }
+        if (IsLeadingSurrogate(in[0]) || IsTrailingSurrogate(in[0])) {
+            return {TextStep::Kind::Failed, 1, 0, TextFailureKind::UnpairedSurrogate};
+        }
+        return {TextStep::Kind::Failed, 1, 0,
+                tables.HasBestFit(in[0]) ? TextFailureKind::BestFit : TextFailureKind::Unmapped};
+    }
+
+    std::size_t Substitute(const TextStep& step, char* out) const noexcept {
+        std::fill_n(out, step.consumed, substitution);
+        return step.consumed;
+    }
+
+private:
+    ExactTables tables;
+    EncodeMap map;
+    char substitution;
+};
+
+class UTF8Encoding {
+public:
+    using Input = wchar16;
+    using Output = char;
+
+    UTF8::Result Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
+        return UTF8::Encode(in, n, out, capacity);
+    }
+
+    TextStep Step(const wchar16* in, std::size_t n, bool end, char* out) const noexcept {
+        const std::size_t length = IsLeadingSurrogate(in[0]) ? 2 : 1;
+        const UTF8::Result result = UTF8::Encode(in, std::min(n, length), out, textStepUnits);
+        if (result.stop == UTF8::Stop::InputUsedUp) {
+            return {TextStep::Kind::Converted, result.consumed, result.written};
+        }
+        if (result.stop == UTF8::Stop::CutOff && !end) {
+            return {TextStep::Kind::NeedsMore};
+        }
+        return {TextStep::Kind::Failed, 1, 0, TextFailureKind::UnpairedSurrogate};
+    }
+
+    std::size_t Substitute(const TextStep&, char* out) const noexcept {
+        constexpr unsigned char replacementCharacter[] = {0xEF, 0xBF, 0xBD};
+        std::memcpy(out, replacementCharacter, sizeof replacementCharacter);
+        return sizeof replacementCharacter;
+    }
+};
+
+using Stream = std::variant<TextStream<TableEncoding>, TextStream<UTF8Encoding>>;
+
+Stream MakeStream(CODE_PAGE codePage, const TextPolicy& policy) {
+    if (codePage == UTF_8) {
+        return TextStream(UTF8Encoding(), policy);
+    }
+    return TextStream(TableEncoding(codePage, policy), policy);
+}
+
+} // namespace
+
+class TextEncoder::Engine {
+public:
+    Engine(CODE_PAGE codePage, const TextPolicy& policy) : stream(MakeStream(codePage, policy)) {}
+
+    Stream stream;
+};
+
+TextEncoder::TextEncoder(CODE_PAGE codePage, const TextPolicy& policy)
+    : engine(std::make_unique<Engine>(codePage, policy)) {}
+
+TextEncoder::TextEncoder(TextEncoder&&) noexcept = default;
+TextEncoder& TextEncoder::operator=(TextEncoder&&) noexcept = default;
+TextEncoder::~TextEncoder() = default;
+
+TextResult TextEncoder::Convert(std::span<const wchar16> input, std::span<char> output, bool end) {
+    return std::visit([&](auto& stream) { return stream.Convert(input, output, end); }, engine->stream);
+}
+
+const TextSubstitutions& TextEncoder::Substitutions() const noexcept {
+    return std::visit([](const auto& stream) -> const TextSubstitutions& { return stream.Substitutions(); },
+                      engine->stream);
+}
+
+} // namespace KCodePage
