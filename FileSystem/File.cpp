@@ -1,6 +1,7 @@
 #include "FileSystem/File.h"
 
 #include "FileSystem/Messages.h"
+#include "FileSystem/OpenModes.h"
 #include "OperatingSystem/CRuntime.h"
 #include "OperatingSystem/Files.h"
 #include "OperatingSystem/LastError.h"
@@ -14,39 +15,6 @@ namespace KFileSystem {
 namespace System = OperatingSystem;
 
 namespace {
-
-struct ModeRow {
-    std::uint32_t access;
-    std::uint32_t disposition;
-    const char* streamMode;
-};
-
-constexpr ModeRow modes[] = {
-    {System::GenericRead, System::OpenExisting, "rbc"},
-    {System::GenericWrite, System::CreateAlways, "wbc"},
-    {System::GenericWrite, System::OpenAlways, "abc"},
-    {System::GenericRead | System::GenericWrite, System::OpenExisting, "rbc+"},
-    {System::GenericRead | System::GenericWrite, System::CreateAlways, "wbc+"},
-    {System::GenericRead | System::GenericWrite, System::OpenAlways, "abc+"},
-    {System::GenericWrite, System::CreateAlways, "rbc+"},
-};
-
-ModeRow RowOf(int mode) noexcept {
-    return mode >= 0 && mode <= File::ModeCreateWriteOnly ? modes[mode] : ModeRow{0, 0, ""};
-}
-
-std::uint32_t ShareMode(int mode, int sharing) noexcept {
-    switch (sharing) {
-    case File::ShareByMode:
-        return mode == File::ModeRead ? System::ShareRead | System::ShareWrite : System::ShareRead;
-    case File::ShareRead:
-        return System::ShareRead;
-    case File::ShareReadWrite:
-        return System::ShareRead | System::ShareWrite;
-    default:
-        return 0;
-    }
-}
 
 // The end of every function here: takes the last error first.
 [[noreturn]] void Throw(std::string_view operation, std::string_view suffix) {
@@ -89,9 +57,9 @@ std::int64_t ToOffset(std::uint64_t value) noexcept {
 } // namespace
 
 int File::OpenDescriptor(const wchar16* path, int mode, int sharing) {
-    const ModeRow row = RowOf(mode);
-    const System::Handle handle = System::CreateFileW(path, row.access, ShareMode(mode, sharing),
-                                                      row.disposition, System::FileFlagSequentialScan);
+    const OpenArguments arguments = OpenArgumentsOf(mode, sharing);
+    const System::Handle handle = System::CreateFileW(path, arguments.access, arguments.share,
+                                                      arguments.disposition, System::FileFlagSequentialScan);
     if (handle == System::InvalidHandle) {
         ThrowNamingPath("File::OpenDescriptor", ": ::CreateFileW failed for ", path);
     }
@@ -100,7 +68,7 @@ int File::OpenDescriptor(const wchar16* path, int mode, int sharing) {
 
 std::FILE* File::OpenStream(const wchar16* path, int mode, int sharing) {
     const int descriptor = OpenDescriptor(path, mode, sharing);
-    std::FILE* const stream = System::_fdopen(descriptor, RowOf(mode).streamMode);
+    std::FILE* const stream = System::_fdopen(descriptor, OpenArgumentsOf(mode, sharing).streamMode);
     if (stream == nullptr) {
         const System::ErrorNumber error = System::GetLastError();
         System::close(descriptor);

@@ -78,7 +78,8 @@ WideString NormalizePath(WideView path) {
         if (result.size() > prefix) {
             result.push_back('\\');
         } else if (result.empty() && !isFirst && HasDrive(part)) {
-            result.assign(WideView(u".\\"_w)); // without the dot that stood here it would be the drive's own path
+            result.assign(
+                WideView(u".\\"_w)); // without the dot that stood here it would be the drive's own path
         }
         result += part;
     }

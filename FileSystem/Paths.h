@@ -30,9 +30,9 @@ KBase::WideString CombinePaths(KBase::WideView base, KBase::WideView name);
 // a backslash.
 //
 // A part "." goes; where nothing else is left, "." is the result, and before a drive it stays: ".\C:\x" is a
-// relative path and "C:\x" is none. Parts ".." stay: the parent of a
-// symbolic link's target is not the directory that the path's text shows. What follows the two backslashes
-// of a network path is a name and stays, also when it is ".".
+// relative path and "C:\x" is none. Parts ".." stay: the parent of a symbolic link's target is not the
+// directory that the path's text shows. What follows the two backslashes of a network path is a name and
+// stays, also when it is ".".
 KBase::WideString NormalizePath(KBase::WideView path);
 
 // Without white space at both ends: tab, line feed, vertical tab, form feed, carriage return, space, U+0085.

@@ -1,6 +1,7 @@
 // ReadableFile: a file object that reads regular files; of a pipe or a terminal it may find less than there
-// is to come, which is a failure. Used by the file encoding converter. Thread safety: one thread at a time
-// per object.
+// is to come, which is a failure. Used by the file encoding converter.
+//
+// Thread safety: one thread at a time per object.
 
 #pragma once
 

@@ -1,7 +1,10 @@
+#include "Arguments.h"
 #include "Charsets.h"
 #include "CodePage/CodePageRegistry.h"
 #include "Commands.h"
 #include "Conversion.h"
+#include "Failure.h"
+#include "KBase/Message.h"
 #include "LibraryPath.h"
 #include "Messages.h"
 #include "Streams.h"
@@ -17,18 +20,39 @@ using KBase::operator""_w;
 struct Options {
     std::string from;
     std::string to;
-    std::string basePath;
+    std::string basePath; // empty for the operating system's tables
     std::string output{standardStream};
     std::vector<std::string> inputs;
     Conversion::Policy policy;
 };
 
+// Makes the tables of `charset` come from the directory, where the library finds them from then on.
+void LoadTables(const Charset& charset, const std::string& directory) {
+    try {
+        KCodePage::GetCodePageReference(charset.codePage);
+    } catch (const KBase::Message& cause) {
+        throw Failure("the translation files of " + charset.name + " in " + Quoted(directory) +
+                      " cannot be used; 'kcodepage tables' writes them: " + cause.what());
+    }
+}
+
+void SetTables(const Options& options, const Charset& from, const Charset& to) {
+    if (options.basePath.empty()) {
+        KCodePage::SetBasePath(u"UseWindowsAPI"_w);
+        return;
+    }
+    KCodePage::SetBasePath(LibraryPath(options.basePath).c_str());
+    for (const Charset& charset : {from, to}) {
+        if (charset.HasTables()) {
+            LoadTables(charset, options.basePath);
+        }
+    }
+}
+
 void Convert(const Options& options) {
     const Charset from = FindSource(options.from);
     const Charset to = FindTarget(options.to);
-    KCodePage::SetBasePath(
-        (options.basePath.empty() ? KBase::WideString(u"UseWindowsAPI"_w) : LibraryPath(options.basePath))
-            .c_str());
+    SetTables(options, from, to);
     Conversion conversion(from, to, options.policy);
     Output output(options.output);
     const std::vector<std::string> standardInput{std::string(standardStream)};
@@ -54,6 +78,8 @@ constexpr const char* notes =
     "own; '-' is standard input. -o FILE is replaced only when everything went well,\n"
     "so that a file may be converted onto itself.\n"
     "\n"
+    "Lines are counted by the line feeds of the converted text.\n"
+    "\n"
     "Exit status: 0 all converted (with --substitute also when something was\n"
     "replaced), 1 a character, file or device failed, 2 a wrong command line.\n"
     "\n"
@@ -67,14 +93,18 @@ void AddConvertCommand(CLI::App& app) {
     command->add_option("--from", options->from, "Character set of the input")->required()->type_name("NAME");
     command->add_option("--to", options->to, "Character set of the output")->required()->type_name("NAME");
     command->add_option("--base-path", options->basePath, "Translation files to use, not the system's tables")
+        ->check(NotEmpty())
         ->type_name("DIR");
     command->add_option("-o,--output", options->output, "File to write instead of standard output")
+        ->check(NotEmpty())
         ->type_name("FILE");
     command->add_flag("--best-fit", options->policy.allowBestFit,
                       "Take the code page's best fit for characters it does not have");
     command->add_flag("--substitute", options->policy.substitute,
                       "Put ? (U+FFFD in Unicode) for what does not convert, and count");
-    command->add_option("FILE", options->inputs, "Files to read instead of standard input")->type_name("");
+    command->add_option("FILE", options->inputs, "Files to read instead of standard input")
+        ->check(NotEmpty())
+        ->type_name("");
     command->footer(notes);
     command->callback([options] { Convert(*options); });
 }

@@ -1,5 +1,6 @@
 #include "Messages.h"
 
+#include "KBase/UTF8Routines.h"
 #include "Streams.h"
 
 #include <algorithm>
@@ -7,32 +8,20 @@
 
 namespace {
 
-// The length of the UTF-8 sequence at the start of `text` that may be shown as it is; 0 where none is there.
+// Whether a line stays one line, and in order, with this code unit in it: no control character, no line or
+// paragraph separator, nothing that is invisible or turns the direction of writing.
+bool IsHarmless(KBase::wchar16 unit) {
+    return unit >= 0x20 && (unit < 0x7F || unit > 0x9F) && (unit < 0x200B || unit > 0x200F) &&
+           (unit < 0x2028 || unit > 0x202E) && (unit < 0x2060 || unit > 0x206F) && unit != 0xFEFF &&
+           unit != 0xFFFD;
+}
+
+// The length of the character at the start of `text` if it may be shown as it is, else 0.
 std::size_t ShownLength(std::string_view text) {
-    const auto byte = [&](std::size_t index) {
-        return index < text.size() ? static_cast<unsigned char>(text[index]) : 0u;
-    };
-    const auto continues = [&](std::size_t index) {
-        return (byte(index) & 0xC0u) == 0x80;
-    };
-    const unsigned first = byte(0);
-    if (first < 0x80) {
-        return first >= 0x20 && first != 0x7F ? 1 : 0;
-    }
-    if (first >= 0xC2 && first <= 0xDF && continues(1)) {
-        return first == 0xC2 && byte(1) < 0xA0 ? 0 : 2; // U+0080 to U+009F are control characters too
-    }
-    if (first >= 0xE0 && first <= 0xEF && continues(1) && continues(2)) {
-        const bool overlong = first == 0xE0 && byte(1) < 0xA0;
-        const bool surrogate = first == 0xED && byte(1) > 0x9F;
-        return overlong || surrogate ? 0 : 3;
-    }
-    if (first >= 0xF0 && first <= 0xF4 && continues(1) && continues(2) && continues(3)) {
-        const bool overlong = first == 0xF0 && byte(1) < 0x90;
-        const bool beyond = first == 0xF4 && byte(1) > 0x8F;
-        return overlong || beyond ? 0 : 4;
-    }
-    return 0;
+    const std::size_t length = std::min<std::size_t>(KBase::UTF8TotalBytes(text.front()), text.size());
+    // What is not UTF-8 comes out as U+FFFD.
+    const KBase::WideString units = KBase::UTF8ToWideCharUsingLength(text.data(), length, true);
+    return std::all_of(units.begin(), units.end(), IsHarmless) ? length : 0;
 }
 
 std::string Format(const char* format, unsigned value) {

@@ -1,3 +1,4 @@
+#include "Arguments.h"
 #include "Charsets.h"
 #include "CodePage/MultiByteToUnicode.h"
 #include "CodePage/UnicodeToMultiByte.h"
@@ -115,6 +116,7 @@ void AddTablesCommand(CLI::App& app) {
         app.add_subcommand("tables", "Write the translation files, for use with convert --base-path");
     command->add_option("DIR", options->directory, "Directory to write into; made if missing")
         ->required()
+        ->check(NotEmpty())
         ->type_name("");
     command
         ->add_option("NAME", options->names, "Character sets whose tables to write; all when none is named")

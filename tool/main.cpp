@@ -1,5 +1,6 @@
 // kcodepage: shows, checks and converts text in legacy character sets.
 
+#include "Arguments.h"
 #include "CodePage/Initializer.h"
 #include "Commands.h"
 #include "Failure.h"
@@ -10,6 +11,7 @@
 #include <new>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -37,11 +39,14 @@ void Run(int argc, char** argv) {
     AddConvertCommand(app);
     AddTablesCommand(app);
     try {
-        app.parse(argc, argv);
+        app.parse(Arguments(argc, argv));
     } catch (const CLI::Success& help) {
         ShowHelp(app, help);
     } catch (const CLI::ParseError& error) {
-        throw UsageFailure(std::string(error.what()) + " (kcodepage --help shows what there is)");
+        const std::vector<std::string> unknown = app.remaining();
+        const bool isUnknown = app.get_subcommands().empty() && !unknown.empty();
+        const std::string what = isUnknown ? Quoted(unknown.front()) + " is no subcommand" : error.what();
+        throw UsageFailure(what + " (kcodepage --help shows what there is)");
     }
 }
 

@@ -12,9 +12,8 @@
 //                                               blank lines, and comments that begin with ";", also behind
 //                                               a key or a value
 //   [HKEY_LOCAL_MACHINE\SOFTWARE\Maker\Product]       a key; "[-...]" takes it back with all below it
-//   "name"="text"                               a string value; \\ and \" stand for \ and "; line ends
-//   between
-//                                               the quotes are part of the text
+//   "name"="text"                               a string value; \\ and \" stand for \ and ", and line ends
+//                                               between the quotes are part of the text
 //   @="text"                                    the value without a name
 //   "name"=dword:..., "name"=hex(n):...         values of other kinds: hexadecimal digits, commas and blanks,
 //                                               over several lines where each but the last ends with a

@@ -65,7 +65,7 @@ char* fgets(char* buffer, int size, std::FILE* stream) noexcept;
 int fflush(std::FILE* stream) noexcept;
 int fclose(std::FILE* stream) noexcept; // the stream is gone afterwards, also on failure
 std::int64_t ftello(std::FILE* stream) noexcept;
-int fseeko(std::FILE* stream, std::int64_t offset, int origin) noexcept;
+int fseeko(std::FILE* stream, std::int64_t offset, int origin) noexcept; // 0, or -1 as SetFilePointerEx
 int ferror(std::FILE* stream) noexcept;
 
 } // namespace OperatingSystem

@@ -1,6 +1,7 @@
 #include "FileSystem/File.h"
 
 #include "Failure.h"
+#include "FileSystem/OpenModes.h"
 #include "OperatingSystem/CRuntime.h"
 #include "OperatingSystem/Files.h"
 
@@ -107,6 +108,39 @@ TEST_F(FileOperations, AModeAboveSixFailsAsTheSystemsRefusal) {
         EXPECT_EQ(expected, FailureOf([&] { File::OpenStream(path.c_str(), mode, 0); }));
     }
     EXPECT_EQ("abc", directory.Contents(u"f"));
+}
+
+TEST(FileArguments, EachModeAsksForItsAccessDispositionAndStreamMode) {
+    struct Row {
+        int mode;
+        std::uint32_t access;
+        std::uint32_t disposition;
+        const char* streamMode;
+    };
+    constexpr std::uint32_t read = 0x80000000u;
+    constexpr std::uint32_t write = 0x40000000u;
+    const Row rows[] = {
+        {0, read, 3, "rbc"},
+        {1, write, 2, "wbc"},
+        {2, write, 4, "abc"},
+        {3, read | write, 3, "rbc+"},
+        {4, read | write, 2, "wbc+"},
+        {5, read | write, 4, "abc+"},
+        {6, write, 2, "rbc+"},
+        {7, 0, 0, ""},
+        {-1, 0, 0, ""},
+    };
+    for (const Row& row : rows) {
+        for (const int sharing : {0, 1, 2, 3, 4, -1}) {
+            const OpenArguments arguments = OpenArgumentsOf(row.mode, sharing);
+            EXPECT_EQ(row.access, arguments.access) << row.mode;
+            EXPECT_EQ(row.disposition, arguments.disposition) << row.mode;
+            EXPECT_STREQ(row.streamMode, arguments.streamMode) << row.mode;
+            const std::uint32_t share[] = {row.mode == 0 ? 3u : 1u, 0, 1, 3};
+            EXPECT_EQ(sharing >= 0 && sharing <= 3 ? share[sharing] : 0, arguments.share)
+                << row.mode << " " << sharing;
+        }
+    }
 }
 
 TEST_F(FileOperations, EverySharingArgumentOpens) {

@@ -4,6 +4,8 @@
 #include "FileSystem/ReadableFile.h"
 #include "OperatingSystem/Files.h"
 
+#include <chrono>
+#include <future>
 #include <vector>
 
 namespace KFileSystem {
@@ -25,7 +27,9 @@ namespace System = OperatingSystem;
 class Opened {
 public:
     Opened(const WideString& path, std::uint32_t access)
-        : handle(System::CreateFileW(path.c_str(), access, 0, System::OpenAlways, 0)) {}
+        : handle(System::CreateFileW(path.c_str(), access,
+                                     System::ShareRead | System::ShareWrite | System::ShareDelete,
+                                     System::OpenAlways, 0)) {}
     Opened(const Opened&) = delete;
     Opened& operator=(const Opened&) = delete;
     ~Opened() { System::CloseHandle(handle); }
@@ -174,6 +178,22 @@ TEST_F(HandleFiles, TryingALockThatIsHeldElsewhereGivesFalse) {
     EXPECT_FALSE(LockHandle(second, name.c_str(), true, true));
     UnlockHandle(first);
     EXPECT_TRUE(LockHandle(second, name.c_str(), true, false));
+}
+
+TEST_F(HandleFiles, WaitingForALockEndsWhenItIsGivenBack) {
+    const WideString path = directory.Make(u"f", "abc");
+    for (const bool exclusive : {true, false}) {
+        Opened first(path, System::GenericRead);
+        EXPECT_TRUE(LockHandle(first, Wide(u"n").c_str(), true, false));
+        std::future<bool> waiting = std::async(std::launch::async, [&] {
+            Opened second(path, System::GenericRead);
+            return LockHandle(second, Wide(u"n").c_str(), exclusive, false);
+        });
+        EXPECT_EQ(std::future_status::timeout, waiting.wait_for(std::chrono::milliseconds(50)));
+        UnlockHandle(first);
+        ASSERT_EQ(std::future_status::ready, waiting.wait_for(std::chrono::seconds(20)));
+        EXPECT_TRUE(waiting.get());
+    }
 }
 
 using ReadableFiles = FileTests::FileTest;

@@ -4,6 +4,7 @@
 #include "Failure.h"
 #include "FileSystem/Directories.h"
 #include "FileSystem/File.h"
+#include "FileSystem/HandleFile.h"
 #include "FileSystem/ReadableFile.h"
 #include "FileSystem/TemporaryFiles.h"
 #include "OperatingSystem/CRuntime.h"
@@ -13,12 +14,15 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #include <vector>
 
@@ -28,6 +32,16 @@ namespace {
 std::atomic<bool> failFdopen{false};
 std::atomic<bool> failRenameat2{false};
 std::atomic<bool> failFsync{false};
+std::atomic<bool> failReaddir{false};
+std::atomic<bool> failGetcwd{false};
+std::atomic<bool> failWrite{false};
+std::atomic<bool> writeNothing{false};
+std::atomic<bool> fakeSpace{false};
+std::atomic<bool> takeNextName{false};        // before a file is made, somebody else makes it
+std::atomic<bool> directoriesAreDisks{false}; // no rename between two directories
+std::atomic<bool> takeTarget{false};          // with the former: somebody makes the target meanwhile
+std::atomic<int> closedDirectories{0};
+std::atomic<int> committedDirectories{0};
 std::atomic<bool> countReads{false};
 std::atomic<std::size_t> readCalls{0};
 std::atomic<std::size_t> largestRead{0};
@@ -36,6 +50,17 @@ std::atomic<std::size_t> shortestRead{0};
 template <class Function>
 Function* Original(const char* name) {
     return reinterpret_cast<Function*>(::dlsym(RTLD_NEXT, name));
+}
+
+bool IsOnAnotherDisk(const char* source, const char* target) {
+    namespace fs = std::filesystem;
+    if (!directoriesAreDisks || fs::path(source).parent_path() == fs::path(target).parent_path()) {
+        return false;
+    }
+    if (takeTarget.exchange(false)) {
+        std::ofstream(target) << "theirs";
+    }
+    return true;
 }
 
 class Injected {
@@ -68,6 +93,10 @@ int renameat2(int sourceDirectory, const char* source, int targetDirectory, cons
         errno = EINVAL;
         return -1;
     }
+    if (IsOnAnotherDisk(source, target)) {
+        errno = EXDEV;
+        return -1;
+    }
     static const auto original = Original<int(int, const char*, int, const char*, unsigned)>("renameat2");
     return original(sourceDirectory, source, targetDirectory, target, flags);
 }
@@ -77,8 +106,87 @@ int fsync(int descriptor) {
         errno = EIO;
         return -1;
     }
+    struct stat status {};
+    if (::fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+        ++committedDirectories;
+    }
     static const auto original = Original<int(int)>("fsync");
     return original(descriptor);
+}
+
+int rename(const char* source, const char* target) noexcept {
+    if (IsOnAnotherDisk(source, target)) {
+        errno = EXDEV;
+        return -1;
+    }
+    static const auto original = Original<int(const char*, const char*)>("rename");
+    return original(source, target);
+}
+
+ssize_t write(int descriptor, const void* data, size_t count) {
+    if (failWrite) {
+        errno = ENOSPC;
+        return -1;
+    }
+    if (writeNothing) {
+        return 0;
+    }
+    static const auto original = Original<ssize_t(int, const void*, size_t)>("write");
+    return original(descriptor, data, count);
+}
+
+int open(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0) {
+        va_list rest;
+        va_start(rest, flags);
+        mode = va_arg(rest, mode_t);
+        va_end(rest);
+    }
+    static const auto original = Original<int(const char*, int, ...)>("open");
+    if ((flags & O_CREAT) != 0 && takeNextName.exchange(false)) {
+        const int taken = original(path, O_CREAT | O_EXCL | O_WRONLY, 0600);
+        ::close(taken);
+    }
+    return original(path, flags, mode);
+}
+
+dirent* readdir(DIR* directory) {
+    if (failReaddir) {
+        errno = EIO;
+        return nullptr;
+    }
+    static const auto original = Original<dirent*(DIR*)>("readdir");
+    return original(directory);
+}
+
+int closedir(DIR* directory) {
+    ++closedDirectories;
+    static const auto original = Original<int(DIR*)>("closedir");
+    return original(directory);
+}
+
+char* getcwd(char* buffer, size_t size) noexcept {
+    if (failGetcwd) {
+        errno = ERANGE;
+        return nullptr;
+    }
+    static const auto original = Original<char*(char*, size_t)>("getcwd");
+    return original(buffer, size);
+}
+
+int statvfs(const char* path, struct statvfs* status) noexcept {
+    if (fakeSpace) {
+        *status = {};
+        status->f_bsize = 1;
+        status->f_frsize = 4096;
+        status->f_blocks = 100;
+        status->f_bfree = 50;
+        status->f_bavail = 30;
+        return 0;
+    }
+    static const auto original = Original<int(const char*, struct statvfs*)>("statvfs");
+    return original(path, status);
 }
 
 ssize_t read(int descriptor, void* buffer, size_t count) {
@@ -142,18 +250,149 @@ TEST_F(PosixFailures, AReadOfThreeMebibytesIsThreeReadsOfOne) {
     EXPECT_EQ(MiB, shortestRead);
 }
 
-TEST_F(PosixFailures, FlushingAStreamCommitsToTheDisk) {
-    std::FILE* const stream = File::OpenStream(directory.Path(u"f").c_str(), File::ModeWrite, 0);
-    File::Write(stream, "abc", 3);
-    {
-        const Injected failure(failFsync);
-        EXPECT_EQ(Prefixed(1117, "KFileSystem::File::Flush: ::fflush failed."),
-                  FailureOf([&] { File::Flush(stream); }));
-        EXPECT_EQ(Prefixed(1117, "KFileSystem::File::Flush: ::_commit failed."),
-                  FailureOf([&] { File::Flush(OperatingSystem::_fileno(stream)); }));
+TEST_F(PosixFailures, FlushingAStreamCommitsToTheDiskInEveryMode) {
+    for (const int mode : {1, 2, 3, 4, 5, 6}) {
+        SCOPED_TRACE(mode);
+        std::FILE* const stream = File::OpenStream(directory.Make(u"f", "").c_str(), mode, 0);
+        File::Write(stream, "abc", 3);
+        {
+            const Injected failure(failFsync);
+            EXPECT_EQ(Prefixed(1117, "KFileSystem::File::Flush: ::fflush failed."),
+                      FailureOf([&] { File::Flush(stream); }));
+            EXPECT_EQ(Prefixed(1117, "KFileSystem::File::Flush: ::_commit failed."),
+                      FailureOf([&] { File::Flush(OperatingSystem::_fileno(stream)); }));
+        }
+        File::Flush(stream);
+        File::Close(stream);
     }
-    File::Flush(stream);
-    File::Close(stream);
+}
+
+TEST_F(PosixFailures, AShortWriteIsNamedByTheBytesMissingFromItsPiece) {
+    const int file = File::OpenDescriptor(directory.Path(u"f").c_str(), File::ModeWrite, 0);
+    const FileTests::Failure seen = [&] {
+        const Injected failure(writeNothing);
+        return FailureOf([&] { WriteHandle(file, Wide(u"n").c_str(), "abc", 3); });
+    }();
+    EXPECT_EQ((FileTests::Failure{KBase::MESSAGE_DOMAIN_SERVER, 0x12345678,
+                                  "Failed to write 3 bytes to file 'n'."}),
+              seen);
+    File::Close(file);
+}
+
+TEST_F(PosixFailures, AListingThatBreaksOffFailsAndIsClosed) {
+    directory.Make(u"f", "");
+    closedDirectories = 0;
+    EXPECT_EQ(1u, ListDirectory(directory.Path(u"*").c_str()).size());
+    EXPECT_EQ(1, closedDirectories);
+    EXPECT_EQ(0u, ListDirectory(directory.Path(u"none*").c_str()).size());
+    EXPECT_EQ(2, closedDirectories);
+    const Injected failure(failReaddir);
+    EXPECT_EQ(Wrapped(1117, "Unable to find file"),
+              FailureOf([&] { ListDirectory(directory.Path(u"*").c_str()); }));
+    EXPECT_EQ(3, closedDirectories);
+}
+
+TEST_F(PosixFailures, AWorkingDirectoryThatIsTooLongFails) {
+    const Injected failure(failGetcwd);
+    EXPECT_EQ(Prefixed(206, "KFileSystem::GetCurrentWorkingDirectory: ::GetCurrentDirectoryW failed."),
+              FailureOf([] { GetCurrentWorkingDirectory(); }));
+}
+
+TEST_F(PosixFailures, FreeSpaceIsWhatTheCallerMayUse) {
+    const Injected space(fakeSpace);
+    EXPECT_EQ(30u * 4096, GetFreeDiskSpace(directory.Path().c_str()));
+    std::uint64_t forCaller = 0;
+    std::uint64_t total = 0;
+    std::uint64_t free = 0;
+    EXPECT_TRUE(OperatingSystem::GetDiskFreeSpaceExW(directory.Path().c_str(), &forCaller, &total, &free));
+    EXPECT_EQ(30u * 4096, forCaller);
+    EXPECT_EQ(100u * 4096, total);
+    EXPECT_EQ(50u * 4096, free);
+}
+
+TEST_F(PosixFailures, ATemporaryFileIsNeverOneThatSomebodyElseMadeMeanwhile) {
+    wchar16 name[OperatingSystem::MaxPath];
+    const Injected taken(takeNextName);
+    EXPECT_NE(0u, OperatingSystem::GetTempFileNameW(directory.Path().c_str(), Wide(u"t").c_str(), 0, name));
+    EXPECT_FALSE(takeNextName);
+    EXPECT_EQ(2, std::distance(std::filesystem::directory_iterator(directory.Native()), {}));
+}
+
+// Two directories that count as two disks.
+class PosixDisks : public PosixFailures {
+protected:
+    PosixDisks() {
+        std::filesystem::create_directory(directory.Native(u"disk"));
+        target = directory.Path(u"disk\\g");
+    }
+
+    std::ptrdiff_t EntriesOfTheDisk() const {
+        return std::distance(std::filesystem::directory_iterator(directory.Native(u"disk")), {});
+    }
+
+    WideString target;
+    const Injected disks{directoriesAreDisks};
+};
+
+TEST_F(PosixDisks, MovingCopiesAndIsOnTheDiskWhenItReturns) {
+    directory.Make(u"disk/g", "old");
+    committedDirectories = 0;
+    Move(directory.Make(u"f", "new").c_str(), target.c_str());
+    EXPECT_EQ("new", directory.Contents(u"disk/g"));
+    EXPECT_FALSE(directory.Exists(u"f"));
+    EXPECT_EQ(2, committedDirectories); // the target's and the source's
+    EXPECT_EQ(1, EntriesOfTheDisk());
+}
+
+TEST_F(PosixDisks, TryingToMoveCopiesButDoesNotReplace) {
+    const WideString source = directory.Make(u"f", "new");
+    EXPECT_TRUE(TryMove(source.c_str(), target.c_str(), nullptr));
+    EXPECT_EQ("new", directory.Contents(u"disk/g"));
+    EXPECT_FALSE(directory.Exists(u"f"));
+    directory.Make(u"f", "newer");
+    EXPECT_FALSE(TryMove(source.c_str(), target.c_str(), nullptr));
+    EXPECT_EQ(183u, OperatingSystem::GetLastError());
+    EXPECT_EQ("new", directory.Contents(u"disk/g"));
+    EXPECT_EQ(1, EntriesOfTheDisk());
+}
+
+TEST_F(PosixDisks, ATargetThatSomebodyMakesMeanwhileStaysAndNoCopyIsLeft) {
+    const WideString source = directory.Make(u"f", "new");
+    takeTarget = true;
+    EXPECT_FALSE(TryMove(source.c_str(), target.c_str(), nullptr));
+    EXPECT_EQ(183u, OperatingSystem::GetLastError());
+    EXPECT_EQ("theirs", directory.Contents(u"disk/g"));
+    EXPECT_EQ("new", directory.Contents(u"f"));
+    EXPECT_EQ(1, EntriesOfTheDisk());
+}
+
+TEST_F(PosixDisks, ACopyThatFailsIsTakenAwayAndTheSourceStays) {
+    const WideString source = directory.Make(u"f", "new");
+    {
+        const Injected failure(failWrite);
+        EXPECT_FALSE(TryMove(source.c_str(), target.c_str(), nullptr));
+    }
+    EXPECT_EQ(112u, OperatingSystem::GetLastError());
+    EXPECT_EQ(0, EntriesOfTheDisk());
+    {
+        const Injected failure(failFsync); // a copy that is not on its disk is none
+        EXPECT_FALSE(TryMove(source.c_str(), target.c_str(), nullptr));
+    }
+    EXPECT_EQ(1117u, OperatingSystem::GetLastError());
+    EXPECT_EQ(0, EntriesOfTheDisk());
+    EXPECT_EQ("new", directory.Contents(u"f"));
+}
+
+TEST_F(PosixDisks, ACopyKeepsItsOwner) {
+    const WideString source = directory.Make(u"f", "new");
+    if (::chown(directory.Native(u"f").c_str(), 65534, 65534) != 0) {
+        GTEST_SKIP() << "this user cannot give files away";
+    }
+    EXPECT_TRUE(TryMove(source.c_str(), target.c_str(), nullptr));
+    struct stat status {};
+    EXPECT_EQ(0, ::stat(directory.Native(u"disk/g").c_str(), &status));
+    EXPECT_EQ(65534u, status.st_uid);
+    EXPECT_EQ(65534u, status.st_gid);
 }
 
 TEST_F(PosixFailures, FlushingAStreamWithoutCDoesNotCommit) {

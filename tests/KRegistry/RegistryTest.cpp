@@ -281,6 +281,14 @@ TEST_F(Registry, TheFileMayBeUTF16OrBeginWithAByteOrderMark) {
 
 TEST_F(Registry, AFileThatIsTooLargeIsRefusedUnread) {
     Put(header);
+    const std::string line = ";" + std::string(65534, 'x') + "\n";
+    std::string largest = header;
+    while (largest.size() + line.size() <= 16u << 20) {
+        largest += line;
+    }
+    largest.resize(16u << 20, '\n');
+    Put(largest);
+    EXPECT_EQ(noKey, OpeningFailure());
     std::filesystem::resize_file(directory.Native(u"test.reg"), (16u << 20) + 1);
     EXPECT_EQ("The registry file '" + Narrow(RegistryFileName()) + "' is larger than 16 MiB.",
               OpeningFailure());
@@ -330,6 +338,8 @@ TEST_F(Registry, TheFileIsNamedByTheEnvironmentElseItIsTheSystems) {
     EXPECT_EQ("/etc/kregistry.reg", Narrow(RegistryFileName()));
     ::setenv("KREGISTRY_FILE", ("/" + std::string(1000, 'x')).c_str(), 1);
     EXPECT_EQ(1001u, RegistryFileName().size());
+    ::setenv("KREGISTRY_FILE", "relative/x.reg", 1);
+    EXPECT_EQ("relative/x.reg", Narrow(RegistryFileName()));
     ::setenv("KREGISTRY_FILE", "/\xFF", 1);
     EXPECT_THROW(RegistryFileName(), KeyException);
 }

@@ -19,6 +19,7 @@
 #include <optional>
 #include <poll.h>
 #include <set>
+#include <sys/auxv.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -124,6 +125,51 @@ TEST_F(PosixDoor, ATemporaryFileLiesNowhereElse) {
     const char16_t lone[] = {0xDC00, 0};
     EXPECT_EQ(0u, GetTempFileNameW(directory.Path().c_str(), Wide(lone).c_str(), 0, name));
     EXPECT_EQ(1113u, GetLastError());
+}
+
+TEST_F(PosixDoor, ATemporaryFilesNameFitsItsBuffer) {
+    wchar16 name[MaxPath + 50];
+    const std::size_t room = MaxPath - 17; // separator, prefix, digits, ".tmp", zero
+    for (const std::size_t length : {room, room + 1, room + 2, room + 30}) {
+        const std::u16string part(length - directory.Path().size() - 1, u'x');
+        std::filesystem::create_directory(directory.Native(part));
+        name[MaxPath] = 4711;
+        SetLastError(0);
+        const std::uint32_t number =
+            GetTempFileNameW(directory.Path(part).c_str(), Wide(u"abc").c_str(), 0, name);
+        EXPECT_EQ(length == room, number != 0) << length;
+        EXPECT_EQ(length == room ? 0u : 206u, GetLastError()) << length;
+        EXPECT_EQ(4711, name[MaxPath]);
+        if (number != 0) {
+            EXPECT_EQ(MaxPath - 1, WideString(name).size());
+        }
+    }
+}
+
+TEST_F(PosixDoor, APatternLongerThanAnyPathIs206) {
+    FindData data;
+    for (const std::size_t length : {4096u, 5000u, 100000u}) {
+        EXPECT_EQ(InvalidHandle, FindFirstFileW(Wide(std::u16string(length, u'*')).c_str(), &data));
+        EXPECT_EQ(206u, GetLastError());
+    }
+}
+
+TEST_F(PosixDoor, ReadingAPipeWaitsForItsWriter) {
+    ASSERT_EQ(0, ::mkfifo(directory.Native(u"pipe").c_str(), 0600));
+    const Handle reader =
+        CreateFileW(directory.Path(u"pipe").c_str(), GenericRead, ShareRead, OpenExisting, 0);
+    const int writer = ::open(directory.Native(u"pipe").c_str(), O_WRONLY);
+    std::thread slow([&] {
+        ::usleep(50000);
+        EXPECT_EQ(3, ::write(writer, "abc", 3));
+    });
+    char buffer[10];
+    std::uint32_t done = 0;
+    EXPECT_TRUE(ReadFile(reader, buffer, 10, &done));
+    EXPECT_EQ(3u, done);
+    slow.join();
+    ::close(writer);
+    EXPECT_TRUE(CloseHandle(reader));
 }
 
 TEST_F(PosixDoor, AQuestionMarkTakesOneCodeUnitAlways) {
@@ -449,7 +495,12 @@ TEST_F(PosixDoor, SignalsDoNotInterruptReadingAndLocking) {
                       ::usleep(50000);
                       ::flock(static_cast<int>(file), LOCK_UN); // the lock is shared with the parent's handle
                       ::usleep(50000);
-                      ::_exit(::write(ends[1], "line\n", 5) == 5 ? 0 : 1);
+                      bool written = ::write(ends[1], "line\n", 5) == 5;
+                      for (int i = 0; i < 4; ++i) {
+                          ::usleep(30000);
+                          written = written && ::write(ends[1], "x", 1) == 1;
+                      }
+                      ::_exit(written ? 0 : 1);
                   }
                   const Interruptions interruptions;
                   const Handle other = CreateFileW(path.c_str(), GenericRead, ShareRead, OpenExisting, 0);
@@ -462,10 +513,15 @@ TEST_F(PosixDoor, SignalsDoNotInterruptReadingAndLocking) {
                       std::strcmp(buffer, "line\n") != 0) {
                       return 4;
                   }
+                  std::uint32_t done = 0;
+                  if (_read(ends[0], buffer, 1) != 1 || !ReadFile(ends[0], buffer, 1, &done) || done != 1 ||
+                      OperatingSystem::fread(buffer, 1, 2, stream) != 2) {
+                      return 5;
+                  }
                   int status = 0;
                   while (::waitpid(slow, &status, 0) < 0 && errno == EINTR) {
                   }
-                  return status == 0 ? 0 : 5;
+                  return status == 0 ? 0 : 6;
               }));
 }
 
@@ -641,6 +697,35 @@ TEST_F(PosixDoor, EnvironmentVariablesAreReadAsUTF8) {
     const Variable bad("KCODEPAGE_TEST", "\xFF");
     EXPECT_EQ(0u, GetEnvironmentVariableW("KCODEPAGE_TEST", buffer, 10));
     EXPECT_EQ(1113u, GetLastError());
+}
+
+// Runs itself once more, from a set-user-id copy of this program that another user starts.
+TEST_F(PosixDoor, ASetUserIdProcessTrustsNoEnvironment) {
+    if (::getauxval(AT_SECURE) != 0) {
+        wchar16 buffer[10];
+        ASSERT_NE(nullptr, std::getenv("KCODEPAGE_TEST"));
+        SetLastError(0);
+        EXPECT_EQ(0u, GetEnvironmentVariableW("KCODEPAGE_TEST", buffer, 10));
+        EXPECT_EQ(203u, GetLastError());
+        std::filesystem::remove_all(directory.Native());
+        ::_exit(HasFailure() ? 1 : 0); // without the search for leaks, which such a process may not make
+    }
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only the superuser can start a program as somebody else";
+    }
+    const Variable variable("KCODEPAGE_TEST", "abc");
+    const std::string copy = directory.Native(u"copy").string();
+    std::filesystem::copy_file("/proc/self/exe", copy);
+    ASSERT_EQ(0, ::chown(copy.c_str(), 65533, 65533)); // of no power either
+    ASSERT_EQ(0, ::chmod(copy.c_str(), 04755));
+    EXPECT_EQ(0, ResultOfChild([&] {
+                  if (::setresuid(65534, 65534, 65534) != 0) {
+                      return 2;
+                  }
+                  ::execl(copy.c_str(), copy.c_str(), "--gtest_brief=1",
+                          "--gtest_filter=PosixDoor.ASetUserIdProcessTrustsNoEnvironment", nullptr);
+                  return 3;
+              }));
 }
 
 TEST_F(PosixDoor, MovingOneOfTwoNamesOntoTheOtherLeavesTheOther) {

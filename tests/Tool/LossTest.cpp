@@ -260,4 +260,16 @@ TEST(LossTest, MessagesShowNoControlBytes) {
     EXPECT_EQ(option.errors.find('\x1B'), std::string::npos) << option.errors;
 }
 
+TEST(PrintableNames, WhatWouldBreakOrTurnTheLineIsEscaped) {
+    // A line separator, a right-to-left override, a byte that is not UTF-8, an escape; Greek stays.
+    const Outcome outcome = RunCommand({"convert", "--from", "utf-8", "--to", "utf-8",
+                                        "a\u2028b\u202Ec\xFF"
+                                        "d\x1B[e\u03B1"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(
+        outcome.errors,
+        "kcodepage: cannot open 'a\\xE2\\x80\\xA8b\\xE2\\x80\\xAEc\\xFFd\\x1B[e\u03B1': No such file or "
+        "directory\n");
+}
+
 } // namespace

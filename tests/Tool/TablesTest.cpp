@@ -246,10 +246,14 @@ TEST(TablesTest, DamagedFilesAreRefused) {
     const std::string whole = ReadFile(directory / "koi8-r.M2U");
     for (const std::size_t size : {0u, 3u, 8u, 9u, 10u, 2000u}) {
         WriteFile(directory / "koi8-r.M2U", whole.substr(0, size));
-        ExpectFailure(
-            RunCommand({"convert", "--from", "koi8-r", "--to", "utf-8", "--base-path", directory.Name()},
-                       "a"),
-            "");
+        const Outcome outcome = RunCommand(
+            {"convert", "--from", "koi8-r", "--to", "utf-8", "--base-path", directory.Name()}, "a");
+        ExpectFailure(outcome, "");
+        EXPECT_EQ(outcome.errors.rfind("kcodepage: the translation files of koi8-r in '" + directory.Name() +
+                                           "' cannot be used; 'kcodepage tables' writes them: ",
+                                       0),
+                  0u)
+            << outcome.errors;
     }
 }
 

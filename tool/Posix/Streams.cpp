@@ -18,7 +18,8 @@
 
 namespace {
 
-constexpr int fatalSignals[] = {SIGHUP, SIGINT, SIGTERM};
+// What ends a program from outside, a limit of its time included.
+constexpr int fatalSignals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU};
 
 // The file that a fatal signal removes; null while there is none.
 std::atomic<const char*> halfWritten = nullptr;

@@ -105,7 +105,10 @@ bool FailForPath(int error, const char* path) noexcept {
 }
 
 bool FailForPosition(int error, std::int64_t offset) noexcept {
-    return error == EINVAL && offset < 0 ? Fail(ErrorNegativeSeek) : FailFromErrno(error);
+    if (error == EINVAL || error == EOVERFLOW) {
+        return Fail(offset < 0 ? ErrorNegativeSeek : ErrorInvalidParameter);
+    }
+    return FailFromErrno(error);
 }
 
 bool FailForAccess(int error, int descriptor) noexcept {
