@@ -36,7 +36,7 @@ Conversion::Conversion(Charset source, Charset target, const Policy& textPolicy)
       to(std::move(target)),
       policy(PolicyFor(from, to, textPolicy)),
       encoder(MakeEncoder(to, PolicyFor(to, to, textPolicy))),
-      decoder(MakeDecoder(from, policy)),
+      decoder(MakeDecoder(from, policy)), // made anew for each text; here so that a refusal comes first
       bytes(longestCharacter + chunkSize),
       units(longestCharacter + chunkSize),
       encoded(chunkSize) {}

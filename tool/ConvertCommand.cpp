@@ -54,17 +54,27 @@ void Convert(const Options& options) {
     const Charset to = FindTarget(options.to);
     SetTables(options, from, to);
     Conversion conversion(from, to, options.policy);
+    const auto reportSubstitutions = [&] {
+        for (const std::string& line : conversion.Tally().Lines(from, to)) {
+            Report(line);
+        }
+    };
     Output output(options.output);
     const std::vector<std::string> standardInput{std::string(standardStream)};
-    for (const std::string& file : options.inputs.empty() ? standardInput : options.inputs) {
-        Input input(file);
-        output.RequireApartFrom(input);
-        conversion.Convert(input, output);
+    try {
+        for (const std::string& file : options.inputs.empty() ? standardInput : options.inputs) {
+            Input input(file);
+            output.RequireApartFrom(input);
+            conversion.Convert(input, output);
+        }
+        output.Commit();
+    } catch (...) {
+        if (options.output == standardStream) {
+            reportSubstitutions(); // what was replaced is out already
+        }
+        throw;
     }
-    output.Commit();
-    for (const std::string& line : conversion.Tally().Lines(from, to)) {
-        Report(line);
-    }
+    reportSubstitutions();
 }
 
 constexpr const char* notes =

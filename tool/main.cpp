@@ -32,6 +32,7 @@ void Run(int argc, char** argv) {
                  "services do, and tells what does not convert and where.",
                  "kcodepage");
     app.require_subcommand(1);
+    app.set_version_flag("--version", "kcodepage " KCODEPAGE_VERSION);
     app.footer("Example: kcodepage convert --from shift_jis --to utf-8 letter.txt -o letter.utf-8.txt\n"
                "\n"
                "'kcodepage convert --help' tells more about one of them.");
@@ -45,7 +46,9 @@ void Run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         const std::vector<std::string> unknown = app.remaining();
         const bool isUnknown = app.get_subcommands().empty() && !unknown.empty();
-        const std::string what = isUnknown ? Quoted(unknown.front()) + " is no subcommand" : error.what();
+        const char* kind =
+            isUnknown && unknown.front().starts_with('-') ? " is no option" : " is no subcommand";
+        const std::string what = isUnknown ? Quoted(unknown.front()) + kind : error.what();
         throw UsageFailure(what + " (kcodepage --help shows what there is)");
     }
 }

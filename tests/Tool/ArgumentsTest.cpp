@@ -65,6 +65,28 @@ TEST_F(ArgumentsTest, AnUnknownSubcommandIsNamed) {
               "kcodepage: 'cnvert' is no subcommand (kcodepage --help shows what there is)\n");
 }
 
+TEST_F(ArgumentsTest, AnUnknownOptionIsNamed) {
+    EXPECT_EQ(RunCommand({"--x"}).errors,
+              "kcodepage: '--x' is no option (kcodepage --help shows what there is)\n");
+}
+
+TEST_F(ArgumentsTest, TheVersionIsTold) {
+    const Outcome outcome = RunCommand({"--version"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output.rfind("kcodepage ", 0), 0u) << outcome.output;
+}
+
+TEST_F(ArgumentsTest, WhatWasReplacedBeforeALaterFailureIsReported) {
+    Put("a", "a\xFF"
+             "b");
+    const Outcome outcome = Convert({"--substitute", "a", "missing"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "a\xEF\xBF\xBD"
+                              "b");
+    EXPECT_EQ(outcome.errors.rfind("kcodepage: replaced 1 by U+FFFD", 0), 0u) << outcome.errors;
+    EXPECT_NE(outcome.errors.find("\nkcodepage: cannot open 'missing'"), std::string::npos) << outcome.errors;
+}
+
 TEST_F(ArgumentsTest, BehindTwoDashesEverythingIsAFile) {
     Put("--from=", "dashes");
     EXPECT_EQ(Convert({"--", "--from="}).output, "dashes");
