@@ -11,7 +11,7 @@ using namespace KCodePage;
 
 namespace {
 
-constexpr std::size_t chunkSize = 64 * 1024;
+constexpr std::size_t chunkSize = 65536;
 constexpr std::size_t longestCharacter = 4;
 
 // The policy of the half that works in `charset`.
