@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -12,22 +10,14 @@ namespace {
 
 class ArgumentsTest : public testing::Test {
 protected:
-    ArgumentsTest() {
-        std::string name = (std::filesystem::temp_directory_path() / "kcodepage-XXXXXX").string();
-        directory = mkdtemp(name.data());
-    }
-    ~ArgumentsTest() override { std::filesystem::remove_all(directory); }
-
-    void Put(const std::string& name, const std::string& text) const {
-        std::ofstream(directory / name, std::ios::binary) << text;
-    }
+    void Put(const std::string& name, const std::string& text) const { WriteFile(directory / name, text); }
 
     Outcome Convert(std::vector<std::string> more) const {
         more.insert(more.begin(), {"convert", "--from", "utf-8", "--to", "utf-8"});
-        return RunCommand(more, "from standard input", directory);
+        return RunCommand(more, "from standard input", directory.Name());
     }
 
-    std::filesystem::path directory;
+    Directory directory;
 };
 
 TEST_F(ArgumentsTest, AFileWhoseNameLooksLikeAListIsThatFile) {
@@ -55,7 +45,7 @@ TEST_F(ArgumentsTest, AnEmptyNameIsRefusedAndNotTakenForSomethingElse) {
         EXPECT_EQ(outcome.errors.substr(0, 11), "kcodepage: ");
         EXPECT_EQ(outcome.errors.find('\n'), outcome.errors.size() - 1) << outcome.errors;
     }
-    EXPECT_EQ(RunCommand({"tables", ""}, {}, directory).status, 2);
+    EXPECT_EQ(RunCommand({"tables", ""}, {}, directory.Name()).status, 2);
 }
 
 TEST_F(ArgumentsTest, AnUnknownSubcommandIsNamed) {
