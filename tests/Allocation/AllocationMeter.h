@@ -17,8 +17,8 @@ public:
     struct Counts {
         std::size_t allocations = 0; // blocks
         std::size_t allocated = 0;   // bytes of all blocks together
-        std::ptrdiff_t live = 0; // bytes allocated and not yet freed; below 0 where older blocks were freed
-        std::ptrdiff_t peak = 0; // the most that was live at once
+        std::ptrdiff_t live = 0;     // bytes allocated and still held; below 0 where older blocks were freed
+        std::ptrdiff_t peak = 0;     // the most that was live at once
     };
     Counts Get() const noexcept;
 
