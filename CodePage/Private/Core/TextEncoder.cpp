@@ -28,7 +28,7 @@ public:
     TableEncoding(CODE_PAGE codePage, const TextPolicy& policy)
         : tables(codePage, policy), map(tables), substitution(policy.encoded) {}
 
-    EncodeMap::Run Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
+    Kernels::Run Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
         return map.Convert(in, n, out, capacity);
     }
 
