@@ -1,0 +1,92 @@
+#include "Peers.h"
+
+#include <cstring>
+#include <iconv.h>
+#include <stdexcept>
+#include <string>
+#include <unicode/ucnv.h>
+
+namespace Benchmarks {
+
+namespace {
+
+FreshText Room(std::size_t bytes) {
+    return {std::make_unique_for_overwrite<char[]>(bytes), bytes};
+}
+
+void Check(UErrorCode status, const char* operation) {
+    if (U_FAILURE(status)) {
+        throw std::runtime_error(std::string(operation) + ": " + u_errorName(status));
+    }
+}
+
+} // namespace
+
+void IcuConverter::Closer::operator()(UConverter* closed) const noexcept {
+    ucnv_close(closed);
+}
+
+IcuConverter::IcuConverter(const char* charset) {
+    UErrorCode status = U_ZERO_ERROR;
+    converter.reset(ucnv_open(charset, &status));
+    Check(status, charset);
+}
+
+FreshText IcuConverter::Decode(std::string_view text) {
+    // No charset measured here gives more code units than it has bytes.
+    FreshText result = Room(text.size() * sizeof(UChar));
+    UErrorCode status = U_ZERO_ERROR;
+    auto* const begin = reinterpret_cast<UChar*>(result.bytes.get());
+    UChar* to = begin;
+    const char* from = text.data();
+    ucnv_toUnicode(converter.get(), &to, begin + text.size(), &from, from + text.size(), nullptr, true,
+                   &status);
+    Check(status, "ucnv_toUnicode");
+    result.size = static_cast<std::size_t>(to - begin) * sizeof(UChar);
+    return result;
+}
+
+FreshText IcuConverter::Encode(KBase::WideView text) {
+    const auto perUnit = static_cast<std::size_t>(ucnv_getMaxCharSize(converter.get()));
+    FreshText result = Room((text.size() + 10) * perUnit);
+    UErrorCode status = U_ZERO_ERROR;
+    char* to = result.bytes.get();
+    const UChar* from = text.data();
+    ucnv_fromUnicode(converter.get(), &to, to + result.size, &from, from + text.size(), nullptr, true,
+                     &status);
+    Check(status, "ucnv_fromUnicode");
+    result.size = static_cast<std::size_t>(to - result.bytes.get());
+    return result;
+}
+
+IconvConverter::IconvConverter(const char* from, const char* to) : descriptor(iconv_open(to, from)) {
+    if (reinterpret_cast<std::intptr_t>(descriptor) == -1) {
+        throw std::runtime_error(std::string("iconv does not convert ") + from + " to " + to);
+    }
+}
+
+IconvConverter::~IconvConverter() {
+    iconv_close(descriptor);
+}
+
+FreshText IconvConverter::Convert(std::string_view text, std::size_t worst) {
+    FreshText result = Room(text.size() * worst + 16);
+    char* from = const_cast<char*>(text.data()); // iconv only reads it
+    char* to = result.bytes.get();
+    std::size_t left = text.size();
+    std::size_t room = result.size;
+    if (iconv(descriptor, &from, &left, &to, &room) == static_cast<std::size_t>(-1) ||
+        iconv(descriptor, nullptr, nullptr, &to, &room) == static_cast<std::size_t>(-1)) {
+        throw std::runtime_error("iconv stopped at byte " + std::to_string(text.size() - left));
+    }
+    result.size -= room;
+    return result;
+}
+
+FreshText Copy(std::string_view text) {
+    FreshText result = Room(text.size());
+    std::memcpy(result.bytes.get(), text.data(), text.size());
+    return result;
+}
+
+} // namespace Benchmarks
