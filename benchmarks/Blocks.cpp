@@ -43,7 +43,7 @@ void RegisterBlocks(const std::vector<Text>& texts) {
         RegisterPage(text.name, text.page->number, text.units);
         RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, text.units);
         if (text.page->number == KCodePage::SHIFT_JIS) {
-            RegisterPage("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, text.units);
+            RegisterPage("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, text.jisUnits);
         }
     }
 }

@@ -1,9 +1,9 @@
 #include "Peers.h"
 
+#include <cstdint>
 #include <cstring>
 #include <iconv.h>
 #include <stdexcept>
-#include <string>
 #include <unicode/ucnv.h>
 
 namespace Benchmarks {
@@ -59,6 +59,10 @@ FreshText IcuConverter::Encode(KBase::WideView text) {
     return result;
 }
 
+std::string IcuVersion() {
+    return U_ICU_VERSION;
+}
+
 IconvConverter::IconvConverter(const char* from, const char* to) : descriptor(iconv_open(to, from)) {
     if (reinterpret_cast<std::intptr_t>(descriptor) == -1) {
         throw std::runtime_error(std::string("iconv does not convert ") + from + " to " + to);
@@ -81,6 +85,17 @@ FreshText IconvConverter::Convert(std::string_view text, std::size_t worst) {
     }
     result.size -= room;
     return result;
+}
+
+bool IconvConverter::Converts(std::string_view text) {
+    try {
+        constexpr std::size_t worst = 8;
+        Convert(text, worst);
+        return true;
+    } catch (const std::runtime_error&) {
+        iconv(descriptor, nullptr, nullptr, nullptr, nullptr); // back to the beginning
+        return false;
+    }
 }
 
 FreshText Copy(std::string_view text) {

@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 
 struct UConverter;
@@ -39,6 +40,8 @@ private:
     std::unique_ptr<UConverter, Closer> converter;
 };
 
+std::string IcuVersion();
+
 // The C library's iconv.
 class IconvConverter {
 public:
@@ -51,6 +54,8 @@ public:
     // `worst`: the largest number of bytes that one byte of input can become. Throws std::runtime_error when
     // something does not convert.
     FreshText Convert(std::string_view text, std::size_t worst);
+
+    bool Converts(std::string_view text);
 
 private:
     void* descriptor;

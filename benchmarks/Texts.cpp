@@ -2,6 +2,7 @@
 
 #include "CodePage/CodePageRegistry.h"
 #include "KBase/UTF8Routines.h"
+#include "Peers.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -70,6 +71,16 @@ void CutIntoLines(Text& text, CodePage& page) {
     }
 }
 
+void KeepJis(Text& text) {
+    IconvConverter jis(iconvUTF16, "ISO-2022-JP");
+    for (std::size_t i = 0; i < text.lines.size(); ++i) {
+        if (jis.Converts(BytesOf(text.wideLines[i]))) {
+            text.jisBytes += text.lines[i];
+            text.jisUnits += text.wideLines[i];
+        }
+    }
+}
+
 } // namespace
 
 std::vector<Text> LoadTexts(const std::string& directory) {
@@ -98,6 +109,9 @@ std::vector<Text> LoadTexts(const std::string& directory) {
         text.units = Decode(*codePage, text.bytes);
         text.utf8 = KBase::WideCharToUTF8UsingLength(text.units.data(), text.units.size(), false);
         CutIntoLines(text, *codePage);
+        if (page->number == KCodePage::SHIFT_JIS) {
+            KeepJis(text);
+        }
         texts.push_back(std::move(text));
     }
     if (texts.empty()) {

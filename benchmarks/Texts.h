@@ -31,6 +31,10 @@ struct Text {
     KBase::WideString units;        // the same text
     std::vector<std::string> lines; // pieces of 10 to 100 bytes, cut at line ends where these allow it
     std::vector<KBase::WideString> wideLines; // the same pieces
+
+    // Of a Shift-JIS text the pieces that ISO-2022-JP has too, joined, in Shift-JIS and in UTF-16.
+    std::string jisBytes;
+    KBase::WideString jisUnits;
 };
 
 // The texts of `directory` in order of their names, each cut to 1 MiB at the end of a line. Throws

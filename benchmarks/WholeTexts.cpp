@@ -77,14 +77,26 @@ void RegisterEncoding(const Way& way, const KBase::WideString& text, const std::
 // The library's own step from Shift-JIS to JIS starts from Shift-JIS, its peers from UTF-16.
 void RegisterJis(const Text& text) {
     const Way way{"jis-encode/" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP", "ISO-2022-JP", 4};
-    RegisterEncoding(way, text.units, text.bytes);
-    Register("jis-encode/" + text.name + "/shift-jis-to-jis", text.bytes.size(), 1, [&text] {
+    RegisterEncoding(way, text.jisUnits, text.jisBytes);
+    Register("jis-encode/" + text.name + "/shift-jis-to-jis", text.jisBytes.size(), 1, [&text] {
         KBase::SmartPtrI<KCodePage::MultiByteString> input(
-            KCodePage::CreateMultiByteString(text.bytes.data(), Length(text.bytes.size())));
+            KCodePage::CreateMultiByteString(text.jisBytes.data(), Length(text.jisBytes.size())));
         return [input, table = KCodePage::ShiftJisToJis::Instance()] {
             benchmark::DoNotOptimize(table->Convert(input.Get()));
         };
     });
+}
+
+// Plain ASCII is a text of every page; here beside its own page are those of two bytes.
+void RegisterASCII(const Text& text) {
+    for (const Page& page : pages) {
+        if (page.bytes == 2) {
+            RegisterDecoding({"ascii-decode/" + std::string(page.name), page.number, page.icu, page.iconv, 2},
+                             text.bytes, text.units);
+            RegisterEncoding({"ascii-encode/" + std::string(page.name), page.number, page.icu, page.iconv, 2},
+                             text.units, text.bytes);
+        }
+    }
 }
 
 } // namespace
@@ -102,6 +114,9 @@ void RegisterWholeTexts(const std::vector<Text>& texts) {
                          text.utf8);
         if (page.number == KCodePage::SHIFT_JIS) {
             RegisterJis(text);
+        }
+        if (page.number == KCodePage::US_ASCII) {
+            RegisterASCII(text);
         }
     }
 }
