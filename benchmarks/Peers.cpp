@@ -6,6 +6,15 @@
 #include <stdexcept>
 #include <unicode/ucnv.h>
 
+#ifdef KCODEPAGE_HAS_ENCODING_RS
+// benchmarks/encoding_rs/lib.rs
+extern "C" std::size_t encoding_rs_decode(const char* label, std::size_t labelLength, const char* text,
+                                          std::size_t length, KBase::wchar16* room, std::size_t capacity);
+extern "C" std::size_t encoding_rs_encode(const char* label, std::size_t labelLength,
+                                          const KBase::wchar16* text, std::size_t length, char* room,
+                                          std::size_t capacity);
+#endif
+
 namespace Benchmarks {
 
 namespace {
@@ -97,6 +106,32 @@ bool IconvConverter::Converts(std::string_view text) {
         return false;
     }
 }
+
+#ifdef KCODEPAGE_HAS_ENCODING_RS
+FreshText DecodeWithEncodingRs(std::string_view label, std::string_view text) {
+    const std::size_t capacity = text.size() + 16; // what it asks for beforehand, at most
+    FreshText result = Room(capacity * sizeof(KBase::wchar16));
+    const std::size_t written =
+        encoding_rs_decode(label.data(), label.size(), text.data(), text.size(),
+                           reinterpret_cast<KBase::wchar16*>(result.bytes.get()), capacity);
+    if (written == static_cast<std::size_t>(-1)) {
+        throw std::runtime_error("encoding_rs did not decode");
+    }
+    result.size = written * sizeof(KBase::wchar16);
+    return result;
+}
+
+FreshText EncodeWithEncodingRs(std::string_view label, KBase::WideView text) {
+    constexpr std::size_t worst = 4;
+    FreshText result = Room(text.size() * worst + 32);
+    result.size = encoding_rs_encode(label.data(), label.size(), text.data(), text.size(), result.bytes.get(),
+                                     result.size);
+    if (result.size == static_cast<std::size_t>(-1)) {
+        throw std::runtime_error("encoding_rs did not encode");
+    }
+    return result;
+}
+#endif
 
 FreshText Copy(std::string_view text) {
     FreshText result = Room(text.size());

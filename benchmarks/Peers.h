@@ -68,6 +68,13 @@ inline std::string_view BytesOf(KBase::WideView text) {
     return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(KBase::wchar16)};
 }
 
+#ifdef KCODEPAGE_HAS_ENCODING_RS
+// encoding_rs, built with its fast encoders. The labels are the Encoding Standard's. Throws
+// std::runtime_error when something does not convert.
+FreshText DecodeWithEncodingRs(std::string_view label, std::string_view text);
+FreshText EncodeWithEncodingRs(std::string_view label, KBase::WideView text);
+#endif
+
 // The limit: the bytes of a result copied into a fresh buffer.
 FreshText Copy(std::string_view text);
 

@@ -15,20 +15,20 @@ namespace Benchmarks {
 using KCodePage::CodePage;
 
 const std::vector<Page> pages = {
-    {KCodePage::US_ASCII, "us-ascii", "windows-1252", "CP1252", 1},
-    {KCodePage::ISO_8859_1, "iso-8859-1", "windows-1252", "CP1252", 1},
-    {KCodePage::ISO_8859_2, "iso-8859-2", "windows-1250", "CP1250", 1},
-    {KCodePage::ISO_8859_4, "iso-8859-4", "windows-1257", "CP1257", 1},
-    {KCodePage::ISO_8859_6, "iso-8859-6", "windows-1256", "CP1256", 1},
-    {KCodePage::ISO_8859_7, "iso-8859-7", "windows-1253", "CP1253", 1},
-    {KCodePage::WINDOWS_1255, "windows-1255", "windows-1255", "CP1255", 1},
-    {KCodePage::ISO_8859_9, "iso-8859-9", "windows-1254", "CP1254", 1},
-    {KCodePage::SHIFT_JIS, "shift_jis", "ibm-943_P15A-2003", "CP932", 2},
-    {KCodePage::EUC_KR, "euc-kr", "windows-949-2000", "CP949", 2},
-    {KCodePage::KOI8_R, "koi8-r", "ibm-878_P100-1996", "KOI8-R", 1},
-    {KCodePage::GB2312, "gb2312", "windows-936-2000", "CP936", 2},
-    {KCodePage::BIG5, "big5", "windows-950-2000", "CP950", 2},
-    {KCodePage::WINDOWS_874, "windows-874", "windows-874-2000", "CP874", 1},
+    {KCodePage::US_ASCII, "us-ascii", "windows-1252", "CP1252", "windows-1252", 1},
+    {KCodePage::ISO_8859_1, "iso-8859-1", "windows-1252", "CP1252", "windows-1252", 1},
+    {KCodePage::ISO_8859_2, "iso-8859-2", "windows-1250", "CP1250", "windows-1250", 1},
+    {KCodePage::ISO_8859_4, "iso-8859-4", "windows-1257", "CP1257", "windows-1257", 1},
+    {KCodePage::ISO_8859_6, "iso-8859-6", "windows-1256", "CP1256", "windows-1256", 1},
+    {KCodePage::ISO_8859_7, "iso-8859-7", "windows-1253", "CP1253", "windows-1253", 1},
+    {KCodePage::WINDOWS_1255, "windows-1255", "windows-1255", "CP1255", "windows-1255", 1},
+    {KCodePage::ISO_8859_9, "iso-8859-9", "windows-1254", "CP1254", "windows-1254", 1},
+    {KCodePage::SHIFT_JIS, "shift_jis", "ibm-943_P15A-2003", "CP932", "shift_jis", 2},
+    {KCodePage::EUC_KR, "euc-kr", "windows-949-2000", "CP949", "euc-kr", 2},
+    {KCodePage::KOI8_R, "koi8-r", "ibm-878_P100-1996", "KOI8-R", "koi8-r", 1},
+    {KCodePage::GB2312, "gb2312", "windows-936-2000", "CP936", "gbk", 2},
+    {KCodePage::BIG5, "big5", "windows-950-2000", "CP950", "big5", 2},
+    {KCodePage::WINDOWS_874, "windows-874", "windows-874-2000", "CP874", "windows-874", 1},
 };
 
 namespace {

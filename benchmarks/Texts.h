@@ -18,6 +18,7 @@ struct Page {
     const char* name;  // IANA, as the library has it
     const char* icu;   // ICU's converter of the same Windows code page
     const char* iconv; // the C library's
+    const char* label; // the Encoding Standard's
     unsigned bytes;    // per character at most
 };
 

@@ -17,6 +17,7 @@ struct Way {
     KCodePage::CODE_PAGE page;
     const char* icu;
     const char* iconv;
+    const char* label;          // encoding_rs
     unsigned bytesPerCharacter; // of the page, at most, for room
 };
 
@@ -40,6 +41,13 @@ void RegisterDecoding(const Way& way, const std::string& text, const KBase::Wide
             benchmark::DoNotOptimize(iconv->Convert(text, sizeof(KBase::wchar16)).bytes.get());
         };
     });
+#ifdef KCODEPAGE_HAS_ENCODING_RS
+    measure("/encoding_rs", [way, &text] {
+        return [way, &text] {
+            benchmark::DoNotOptimize(DecodeWithEncodingRs(way.label, text).bytes.get());
+        };
+    });
+#endif
     measure("/memcpy", [&result] {
         return [&result] {
             benchmark::DoNotOptimize(Copy(BytesOf(result)).bytes.get());
@@ -67,6 +75,13 @@ void RegisterEncoding(const Way& way, const KBase::WideString& text, const std::
             benchmark::DoNotOptimize(iconv->Convert(BytesOf(text), way.bytesPerCharacter).bytes.get());
         };
     });
+#ifdef KCODEPAGE_HAS_ENCODING_RS
+    measure("/encoding_rs", [way, &text] {
+        return [way, &text] {
+            benchmark::DoNotOptimize(EncodeWithEncodingRs(way.label, text).bytes.get());
+        };
+    });
+#endif
     measure("/memcpy", [&result] {
         return [&result] {
             benchmark::DoNotOptimize(Copy(result).bytes.get());
@@ -76,7 +91,8 @@ void RegisterEncoding(const Way& way, const KBase::WideString& text, const std::
 
 // The library's own step from Shift-JIS to JIS starts from Shift-JIS, its peers from UTF-16.
 void RegisterJis(const Text& text) {
-    const Way way{"jis-encode/" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP", "ISO-2022-JP", 4};
+    const Way way{
+        "jis-encode/" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP", "ISO-2022-JP", "iso-2022-jp", 4};
     RegisterEncoding(way, text.jisUnits, text.jisBytes);
     Register("jis-encode/" + text.name + "/shift-jis-to-jis", text.jisBytes.size(), 1, [&text] {
         KBase::SmartPtrI<KCodePage::MultiByteString> input(
@@ -91,10 +107,12 @@ void RegisterJis(const Text& text) {
 void RegisterASCII(const Text& text) {
     for (const Page& page : pages) {
         if (page.bytes == 2) {
-            RegisterDecoding({"ascii-decode/" + std::string(page.name), page.number, page.icu, page.iconv, 2},
-                             text.bytes, text.units);
-            RegisterEncoding({"ascii-encode/" + std::string(page.name), page.number, page.icu, page.iconv, 2},
-                             text.units, text.bytes);
+            RegisterDecoding(
+                {"ascii-decode/" + std::string(page.name), page.number, page.icu, page.iconv, page.label, 2},
+                text.bytes, text.units);
+            RegisterEncoding(
+                {"ascii-encode/" + std::string(page.name), page.number, page.icu, page.iconv, page.label, 2},
+                text.units, text.bytes);
         }
     }
 }
@@ -104,14 +122,14 @@ void RegisterASCII(const Text& text) {
 void RegisterWholeTexts(const std::vector<Text>& texts) {
     for (const Text& text : texts) {
         const Page& page = *text.page;
-        RegisterDecoding({"decode/" + text.name, page.number, page.icu, page.iconv, page.bytes}, text.bytes,
-                         text.units);
-        RegisterEncoding({"encode/" + text.name, page.number, page.icu, page.iconv, page.bytes}, text.units,
-                         text.bytes);
-        RegisterDecoding({"utf8-decode/" + text.name, KCodePage::UTF_8, "UTF-8", "UTF-8", 2}, text.utf8,
-                         text.units);
-        RegisterEncoding({"utf8-encode/" + text.name, KCodePage::UTF_8, "UTF-8", "UTF-8", 2}, text.units,
-                         text.utf8);
+        RegisterDecoding({"decode/" + text.name, page.number, page.icu, page.iconv, page.label, page.bytes},
+                         text.bytes, text.units);
+        RegisterEncoding({"encode/" + text.name, page.number, page.icu, page.iconv, page.label, page.bytes},
+                         text.units, text.bytes);
+        RegisterDecoding({"utf8-decode/" + text.name, KCodePage::UTF_8, "UTF-8", "UTF-8", "utf-8", 3},
+                         text.utf8, text.units);
+        RegisterEncoding({"utf8-encode/" + text.name, KCodePage::UTF_8, "UTF-8", "UTF-8", "utf-8", 3},
+                         text.units, text.utf8);
         if (page.number == KCodePage::SHIFT_JIS) {
             RegisterJis(text);
         }
