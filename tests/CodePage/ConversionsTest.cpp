@@ -412,6 +412,13 @@ TEST_F(ConversionsTest, Utf8IgnoresTheLengthWhenDecoding) {
     }
 }
 
+TEST_F(ConversionsTest, Utf8TakesANullPointerForAnEmptyText) {
+    for (const auto mode : {substitute, throwing}) {
+        EXPECT_EQ(Text(Make(20)->ConvertToUnicode(nullptr, 0, mode)), "");
+        EXPECT_EQ(Text(Make(20)->ConvertToMultiByte(nullptr, 0, mode)), "");
+    }
+}
+
 TEST_F(ConversionsTest, Utf8KeepsAByteOrderMark) {
     EXPECT_EQ(Text(Make(20)->ConvertToUnicode("\xEF\xBB\xBF"
                                               "a",
