@@ -112,7 +112,7 @@ void Conversion::CountEncoded(const Piece& piece, const TextSubstitutions& befor
 // The line: the piece decoded once more as far as the failure, with nothing kept of it.
 Loss Conversion::Decoded(const Piece& piece, const TextFailure& failure) const {
     Loss loss{Side::Decoding, failure, file, 0, failure.offset, {}, {}};
-    loss.bytes.assign(failure.units.begin(), failure.units.begin() + failure.length);
+    loss.bytes.assign(failure.FirstUnits().begin(), failure.FirstUnits().end());
     std::vector<wchar16> before(piece.bytes.size());
     const std::size_t length = static_cast<std::size_t>(failure.offset - piece.offset);
     const TextResult result =
@@ -152,8 +152,7 @@ std::string Conversion::BestFitOf(const TextFailure& failure) const {
     TextPolicy allowing;
     allowing.allowBestFit = true;
     std::array<char, longestCharacter> fit{};
-    const TextResult result =
-        MakeEncoder(to, allowing)->Convert({failure.units.data(), failure.length}, fit, true);
+    const TextResult result = MakeEncoder(to, allowing)->Convert(failure.FirstUnits(), fit, true);
     std::vector<std::uint16_t> shown;
     for (std::size_t i = 0; i < result.written; ++i) {
         shown.push_back(static_cast<unsigned char>(fit[i]));
