@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const auto count = static_cast<unsigned>(ucnv_countAvailable());
     const char* const charset =
-        ucnv_getAvailableName(static_cast<std::int32_t>((data[0] | data[1] << 8) % count));
+        ucnv_getAvailableName(static_cast<std::int32_t>((data[0] + 256u * data[1]) % count));
     const std::vector<char> text(data + 4, data + size);
     ThroughConverter(charset, ExactBuffer<char>(text), std::size_t{data[3]} % 32 + 1);
     if (!IcuText::IsCompoundText(charset)) {
