@@ -1,6 +1,7 @@
 #include "CodePage/CodePageImpl.h"
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Initializer.h"
+#include "CodePage/Private/Core/CodePageFields.h"
 #include "OperatingSystem/LastError.h"
 #include "Raised.h"
 
@@ -31,14 +32,19 @@ public:
     // An object of the listed, unsupported code page 19, with a name to be seen in messages.
     static KBase::SmartPtrI<CodePageImpl> MakeUnlisted() {
         KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl);
-        object->fields.codePage = UNLISTED;
-        object->fields.ianaName = "some-name";
-        object->fields.ianaNameWide = Name();
+        const KBase::SmartPtrI<CodePageFields> fields(new CodePageFields);
+        fields->codePage = UNLISTED;
+        fields->ianaName = "some-name";
+        fields->ianaNameWide = Name();
+        object->Replace(CodePageImpl::Fields(fields.Get()));
         return object;
     }
 
     static void SetWindowsCodePage(CodePageImpl& object, unsigned number) {
-        object.fields.windowsCodePage = number;
+        const KBase::SmartPtrI<CodePageFields> fields(new CodePageFields);
+        fields->codePage = object.fields->codePage;
+        fields->windowsCodePage = number;
+        object.Replace(CodePageImpl::Fields(fields.Get()));
     }
 
 private:
@@ -403,6 +409,13 @@ TEST_F(ConversionsTest, Utf8IgnoresTheLengthWhenDecoding) {
     const Object object = Make(20);
     for (const unsigned length : {0u, 1u, 2u, 1000000u}) {
         EXPECT_EQ(Text(object->ConvertToUnicode("abc", length, throwing)), "abc") << length;
+    }
+}
+
+TEST_F(ConversionsTest, Utf8TakesANullPointerForAnEmptyText) {
+    for (const auto mode : {substitute, throwing}) {
+        EXPECT_EQ(Text(Make(20)->ConvertToUnicode(nullptr, 0, mode)), "");
+        EXPECT_EQ(Text(Make(20)->ConvertToMultiByte(nullptr, 0, mode)), "");
     }
 }
 

@@ -258,6 +258,11 @@ TEST(MultiByteToUnicode, ARowOfNeitherOneNorTwoBytesMapsNothingOneByteAtATime) {
         EXPECT_FALSE(table->Convert('B', 'C').IsValid()) << number;
         EXPECT_EQ(table->GetNumberOfBytesInThisCharacter("B"), 1u) << number;
     }
+    for (unsigned number = 0; number < 0x100; ++number) {
+        const auto table = Loaded(Rows().Set('B', Row(number, 'x', {'y'})).File());
+        EXPECT_EQ(table->IsLeadingByte('B'), number == 2) << number;
+        EXPECT_EQ(table->GetNumberOfBytesInThisCharacter("B"), number == 2 ? 2u : 1u) << number;
+    }
 }
 
 TEST(MultiByteToUnicode, ASecondByteThatALeadByteRowDoesNotHaveTakesBothBytes) {

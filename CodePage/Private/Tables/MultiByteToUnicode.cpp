@@ -114,8 +114,7 @@ MultiByteToUnicode::Convert(const char* input, unsigned int length,
     std::size_t written = 0;
     while (p < length) {
         if (map && !shiftJisToJis) { // the flat look-up takes all that maps
-            const DecodeMap::Run run =
-                map->Convert(input + p, length - p, output + written, length - written);
+            const Kernels::Run run = map->Convert(input + p, length - p, output + written, length - written);
             p += run.consumed;
             written += run.written;
             if (p == length) {
