@@ -18,6 +18,7 @@ void RegisterLines(const std::vector<Text>& texts);
 void RegisterThreads(const std::vector<Text>& texts);
 void RegisterBlocks(const std::vector<Text>& texts);
 void RegisterStreams(const std::vector<Text>& texts);
+void RegisterConverters(const std::vector<Text>& texts);
 
 // Registers a measurement of what `make()` returns: a function of no arguments that converts `bytes` bytes
 // of input in `items` texts. What is thrown is told as the measurement's error.

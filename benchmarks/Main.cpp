@@ -63,6 +63,7 @@ int main(int count, char** arguments) {
         Benchmarks::RegisterThreads(texts);
         Benchmarks::RegisterBlocks(texts);
         Benchmarks::RegisterStreams(texts);
+        Benchmarks::RegisterConverters(texts);
         benchmark::RunSpecifiedBenchmarks();
         benchmark::Shutdown();
         return 0;

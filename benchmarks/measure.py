@@ -30,6 +30,8 @@ TEXT_OF_COMMAND = "shift_jis.prose.txt"
 # The two columns of the targets: what every x86-64 has, and the best that this processor has.
 LEVELS = ["sse2", "best"]
 
+ROUNDS, QUICK_ROUNDS = 7, 3
+
 
 def parse_arguments():
     parser = argparse.ArgumentParser(
@@ -37,9 +39,9 @@ def parse_arguments():
         "Without options everything, in about five minutes.")
     parser.add_argument("--filter", metavar="REGEX", default="",
                         help="only measurements GROUP/TEXT/SIDE that match, cold/ROUTE and command")
-    parser.add_argument("--quick", action="store_true", help="few repetitions, a small text for the command")
+    parser.add_argument("--quick", action="store_true", help="few rounds, a small text for the command")
     parser.add_argument("--least", action="store_true",
-                        help="the least of the repetitions in place of the median, for a busy machine")
+                        help="the least of the rounds in place of the median, for a busy machine")
     parser.add_argument("--kernels", metavar="LEVEL", help="only with this KCODEPAGE_KERNELS: plain, sse2, "
                         "avx2, avx512, or best for none (otherwise sse2 and best in turn)")
     parser.add_argument("--targets", action="store_true", help="compare with the targets, and nothing else")
@@ -55,6 +57,10 @@ def parse_arguments():
 
 def wanted(arguments, name):
     return re.search(arguments.filter, name) is not None
+
+
+def middle(arguments):
+    return min if arguments.least else statistics.median
 
 
 def environment(level):
@@ -78,41 +84,46 @@ def gather_texts():
     return os.path.join(texts, "bench")
 
 
-def measure_conversions(arguments, texts, level, only):
-    """{"GROUP/TEXT": {side: [nanoseconds for an iteration, bytes of input, number of texts]}}, the program's
-    own context, and what failed."""
+def run_round(texts, level, only):
+    """One run of the benchmark program: its rows and context, or none where nothing matches."""
     with tempfile.NamedTemporaryFile(suffix=".json") as out:
         command = [os.path.join(BUILD, "benchmarks", "Benchmarks"), texts, "--benchmark_out=" + out.name,
-                   "--benchmark_out_format=json", "--benchmark_filter=" + only, "--benchmark_min_time=0.01",
-                   "--benchmark_enable_random_interleaving=true",
-                   "--benchmark_repetitions=" + ("5" if arguments.quick else "9")]
+                   "--benchmark_out_format=json", "--benchmark_filter=" + only, "--benchmark_min_time=0.01"]
         run = subprocess.run(command, env=environment(level), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
                              check=False)
-        text = out.read()
         if run.returncode != 0:
             sys.exit(run.stderr.decode() + "The benchmark program failed.")
-    if not text:
-        return {}, {}, {} # nothing matched
-    data = json.loads(text)
-    medians, failures, rounds = {}, {}, {}
-    for row in data["benchmarks"]:
-        group, name, side, *rest = row["run_name"].split("/")
-        key = group + "/" + name
-        if row.get("error_occurred"):
-            failures[key + "/" + side] = row["error_message"]
-        elif row["run_type"] == "iteration":
-            if rest:
-                side += ":" + rest[-1].removeprefix("threads:")
-            rounds.setdefault((key, side), []).append(row)
-    for (key, side), rows in rounds.items():
-        # Google Benchmark's rates are by the wall clock for several threads, by processor time for one.
-        middle = min if arguments.least else statistics.median
-        seconds = middle(1 / row["items_per_second"] for row in rows)
-        bytes_of_text = rows[0]["bytes_per_second"] / rows[0]["items_per_second"]
-        processor = middle(row["cpu_time"] for row in rows)
-        medians.setdefault(key, {})[side] = {"item": seconds * 1e9, "bytes": round(bytes_of_text, 1),
-                                             "iteration": processor}
-    return medians, data["context"], failures
+        text = out.read()
+    data = json.loads(text) if text else {"benchmarks": [], "context": {}}
+    return data["benchmarks"], data["context"]
+
+
+def measure_conversions(arguments, texts):
+    """{level: {"GROUP/TEXT": {side: Rounds}}}, the program's context, and what failed.
+
+    In each round the sides of one text are measured one right after the other, and the levels in turn, so
+    that whatever else the machine does disturbs them alike.
+    """
+    results, context, failures = {}, {}, {}
+    for _ in range(QUICK_ROUNDS if arguments.quick else ROUNDS):
+        for level in [arguments.kernels] if arguments.kernels else LEVELS:
+            only = arguments.filter or "."
+            if level != "best" and not arguments.kernels and not arguments.filter:
+                only = "/(kcodepage|icu|whole|shift-jis-to-jis)$" # this column has ratios over these alone
+            rows, context = run_round(texts, level, only)
+            measured = results.setdefault(level, {})
+            for row in rows:
+                group, name, side, *rest = row["run_name"].split("/")
+                if row.get("error_occurred"):
+                    failures[f"{group}/{name}/{side}"] = row["error_message"]
+                    continue
+                if rest: # real_time/threads:2
+                    side += ":" + rest[-1].removeprefix("threads:")
+                rounds = measured.setdefault(f"{group}/{name}", {}).setdefault(side, report.Rounds(arguments.least))
+                # Google Benchmark's rate is by the wall clock for several threads, by processor time for one.
+                rounds.add(1e9 / row["items_per_second"], row["cpu_time"],
+                           row["bytes_per_second"] / row["items_per_second"])
+    return results, context, failures
 
 
 def measure_cold(arguments, directory):
@@ -133,30 +144,43 @@ def measure_cold(arguments, directory):
                     failures["cold/" + page] = run.stderr.strip()
                 else:
                     results.setdefault(route, {}).setdefault(page, []).append(list(map(int, run.stdout.split())))
-    return {route: {page: [statistics.median(column) for column in zip(*rows)] for page, rows in pages.items()}
+    return {route: {page: [middle(arguments)(column) for column in zip(*rows)] for page, rows in pages.items()}
             for route, pages in results.items()}, failures
 
 
 def run_measured(command):
-    """Seconds on the wall, seconds of the processor, and KiB of memory at most."""
+    """Seconds on the wall, seconds of the processor, and KiB of memory at most.
+
+    The memory is looked up while the process runs: what the system reports at the end counts this program
+    too, which the process was before it became another.
+    """
     begin = time.monotonic()
     process = subprocess.Popen(command, stdout=subprocess.DEVNULL)
-    _, status, usage = os.wait4(process.pid, 0)
+    ended, memory = 0, 0
+    while not ended:
+        time.sleep(0.002)
+        with open(f"/proc/{process.pid}/status", encoding="utf-8") as file:
+            found = re.search(r"^VmHWM:\s*(\d+)", file.read(), re.M)
+        memory = int(found.group(1)) if found else memory
+        ended, status, usage = os.wait4(process.pid, os.WNOHANG)
     process.returncode = os.waitstatus_to_exitcode(status)
     if process.returncode != 0:
         raise RuntimeError(f"{command[0]} failed")
-    return time.monotonic() - begin, usage.ru_utime + usage.ru_stime, usage.ru_maxrss
+    return time.monotonic() - begin, usage.ru_utime + usage.ru_stime, memory
+
+
+def command_bytes(arguments):
+    return (1 << 26) if arguments.quick else (1 << 30)
 
 
 def measure_command(arguments, texts):
-    """{program: [seconds on the wall, of the processor, KiB]} of a GiB of Shift-JIS to UTF-8 in memory."""
-    size = (1 << 26) if arguments.quick else (1 << 30)
+    """{program: [seconds on the wall, of the processor, KiB]} of Shift-JIS to UTF-8 in memory."""
     with open(os.path.join(texts, TEXT_OF_COMMAND), "rb") as file:
         block = file.read()
     with tempfile.TemporaryDirectory(dir="/dev/shm") as directory:
         source, target = os.path.join(directory, "in"), os.path.join(directory, "out")
         with open(source, "wb") as file:
-            for _ in range(-(-size // len(block))):
+            for _ in range(-(-command_bytes(arguments) // len(block))):
                 file.write(block)
         programs = {
             "kcodepage": [COMMAND, "convert", "--from", "shift_jis", "--to", "utf-8", "-o", target, source],
@@ -169,7 +193,7 @@ def measure_command(arguments, texts):
                 if os.path.exists(target):
                     os.unlink(target)
                 rounds.setdefault(name, []).append(run_measured(command))
-    return {name: [statistics.median(column) for column in zip(*rows)] for name, rows in rounds.items()}
+    return {name: [middle(arguments)(column) for column in zip(*rows)] for name, rows in rounds.items()}
 
 
 def describe_machine(context):
@@ -195,18 +219,8 @@ def main():
     arguments = parse_arguments()
     texts = arguments.texts or gather_texts()
     results = {"date": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"),
-               "command": "scripts/benchmark " + shlex.join(sys.argv[1:]), "levels": {}, "cold": {}, "programs": {},
-               "failures": {}}
-    context = {}
-    for level in [arguments.kernels] if arguments.kernels else LEVELS:
-        # The first column is for the ratios over ICU and to the library itself.
-        only = arguments.filter
-        if level != "best" and not arguments.kernels and not only:
-            only = "/(kcodepage|icu|whole|shift-jis-to-jis)"
-        medians, found, failures = measure_conversions(arguments, texts, level, only or ".")
-        context.update(found)
-        results["levels"][level] = medians
-        results["failures"].update(failures)
+               "command": "scripts/benchmark " + shlex.join(sys.argv[1:]), "cold": {}, "programs": {}}
+    results["levels"], context, results["failures"] = measure_conversions(arguments, texts)
     results["machine"] = describe_machine(context)
     results["texts"] = {key.removeprefix("text "): value for key, value in context.items() if key.startswith("text ")}
     if wanted(arguments, "cold/services") or wanted(arguments, "cold/files"):
@@ -215,6 +229,7 @@ def main():
             results["failures"].update(failures)
     if wanted(arguments, "command"):
         results["programs"] = measure_command(arguments, texts)
+        results["programs_bytes"] = command_bytes(arguments)
     if arguments.json:
         report.write_json(arguments.json, results)
     if arguments.docs:

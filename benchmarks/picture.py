@@ -12,7 +12,7 @@ BARS = [
     ("encoding_rs", "best", "encoding_rs", "url(#cross)"),
     ("iconv", "best", "iconv of the C library", "white"),
 ]
-BAR, GAP, LABEL, PANEL, VALUE = 9, 8, 120, 330, 70
+BAR, GAP, LABEL, PANEL, VALUE = 9, 8, 136, 330, 70
 HEAD = 118
 
 PATTERNS = """<defs>
@@ -32,7 +32,7 @@ def text_at(x, y, text, size=11, extra=""):
 
 def speed(results, level, key, side):
     row = results["levels"].get(level, {}).get(key, {})
-    return row[side]["bytes"] / row[side]["item"] if side in row else None
+    return row[side].speed() if side in row else None
 
 
 def panel(results, group, title, texts, bars, left):
@@ -49,9 +49,9 @@ def panel(results, group, title, texts, bars, left):
                 svg += (f'<rect x="{left}" y="{y}" width="{width:.1f}" height="{BAR - 1}" fill="{bar[3]}" '
                         'stroke="black" stroke-width="0.6"/>\n')
                 label = report.number(value)
-                over = speed(results, bar[1], group + "/" + text, "icu")
+                over = report.ratio(results["levels"][bar[1]][group + "/" + text], "icu")
                 if bar[0] == "kcodepage" and over:
-                    label += f" = {report.number(value / over)} x ICU"
+                    label += f" = {report.number(over)} x ICU"
                 svg += text_at(left + width + 4, y + BAR - 2, label, 8)
             y += BAR
         y += GAP

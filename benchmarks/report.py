@@ -2,6 +2,7 @@
 
 import json
 import math
+import statistics
 
 # What stands in front of a table, its groups, and its columns: sides in the unit of the table.
 SPEED, CALL = "GB/s of input", "ns per line"
@@ -15,6 +16,7 @@ TABLES = [
     ("UTF-8 decode", "utf8-decode", "all", SPEED),
     ("UTF-8 encode", "utf8-encode", "all", SPEED),
     ("Shift-JIS to JIS", "jis-encode", "all", SPEED),
+    ("ConvertAll", "convert-all", "all", SPEED),
     ("Short lines, single-byte decode", "lines-decode", "single", CALL),
     ("Short lines, single-byte encode", "lines-encode", "single", CALL),
     ("Short lines, double-byte decode", "lines-decode", "double", CALL),
@@ -27,6 +29,35 @@ DOUBLE = ("shift_jis", "euc-kr", "gb2312", "big5")
 # What is asked for, as factors over ICU or as shares: name, with SSE2 only, with what the processor has.
 # The kind of each is in the function that finds it, below.
 MEBIBYTE = 1 << 20
+
+
+class Rounds:
+    """What one side of one text took, round by round."""
+
+    def __init__(self, least):
+        self.middle = min if least else statistics.median
+        self.least = least
+        self.items, self.iterations, self.bytes = [], [], 0.0
+
+    def add(self, item, iteration, size):
+        self.items.append(item)            # nanoseconds for one text, or line
+        self.iterations.append(iteration)  # nanoseconds of the processor for one iteration
+        self.bytes = size                  # bytes of input in one text, or line
+
+    def item(self):
+        return self.middle(self.items)
+
+    def iteration(self):
+        return self.middle(self.iterations)
+
+    def speed(self):
+        return self.bytes / self.item()
+
+    def over(self, other):
+        """How many times as fast this is: the median of the rounds' ratios, for the two stood side by side."""
+        if self.least:
+            return other.item() / self.item()
+        return statistics.median(theirs / ours for ours, theirs in zip(self.items, other.items))
 
 
 def kind(text):
@@ -48,7 +79,7 @@ def keys(medians, group, of):
 
 def ratio(row, over, side="kcodepage"):
     """How many times as fast as `over`, or None when one of them was not measured."""
-    return row[over]["item"] / row[side]["item"] if over in row and side in row else None
+    return row[side].over(row[over]) if over in row and side in row else None
 
 
 def ratios(medians, group, of, over="icu", side="kcodepage"):
@@ -84,8 +115,7 @@ def table(results, title, group, of, unit):
         cells = []
         for side in sides:
             value = main[key].get(side)
-            cells.append("" if value is None else
-                         number(value["bytes"] / value["item"] if unit == SPEED else value["item"]))
+            cells.append("" if value is None else number(value.speed() if unit == SPEED else value.item()))
         for level in levels:
             cells.append(number(ratio(results["levels"][level].get(key, {}), "icu", our)))
         text += row_of([key.split("/")[1]] + cells)
@@ -116,12 +146,12 @@ def threads_table(results):
             if "kcodepage:1" not in row:
                 continue
             one = row["kcodepage:1"]
-            cells = [key, number(one["item"])]
+            cells = [key, number(one.item())]
             for count in (2, 3, 4):
                 several = row.get(f"kcodepage:{count}")
-                cells.append(number(several and one["item"] / several["item"]))
+                cells.append(number(several and several.over(one)))
             several = row.get("kcodepage:4")
-            cells.append(number(several and several["iteration"] / one["iteration"]))
+            cells.append(number(several and several.iteration() / one.iteration()))
             text += row_of(cells)
     if not text:
         return ""
@@ -149,7 +179,7 @@ def cold_table(results):
 def programs_table(results):
     if not results["programs"]:
         return ""
-    text = ("**The command**, 1 GiB of Shift-JIS to UTF-8, file to file in memory\n\n"
+    text = (f"**The command**, {results['programs_bytes'] // MEBIBYTE} MiB of Shift-JIS to UTF-8, file to file in memory\n\n"
             + row_of(["program", "seconds", "of the processor", "MiB", "kcodepage is faster by"])
             + row_of(["---"] + ["---:"] * 4))
     ours = results["programs"]["kcodepage"][0]
@@ -208,7 +238,7 @@ def threads(medians):
     for group in ("threads-decode", "threads-encode"):
         for key in keys(medians, group, "all"):
             if "kcodepage:1" in medians[key] and "kcodepage:4" in medians[key]:
-                found.append((medians[key]["kcodepage:1"]["item"] / medians[key]["kcodepage:4"]["item"], key))
+                found.append((medians[key]["kcodepage:4"].over(medians[key]["kcodepage:1"]), key))
     return min(found, default=(None, ""))
 
 
@@ -297,7 +327,7 @@ def write_json(path, results):
             levels = []
             for level, medians in value.items():
                 rows = ",\n    ".join(dump(key) + ": " + dump({
-                    side: each["item"] for side, each in row.items()} | {"bytes": next(iter(row.values()))["bytes"]})
+                    side: rounded(each.item()) for side, each in row.items()} | {"bytes": round(next(iter(row.values())).bytes, 1)})
                     for key, row in medians.items())
                 levels.append(f"  {dump(level)}: {{\n    {rows}\n  }}")
             lines.append('"levels": {\n' + ",\n".join(levels) + "\n}")
