@@ -1,7 +1,8 @@
 // CodePageImpl: the code page object behind CodePage. It holds the catalogue row of its code page and the two
 // translation tables, filled from translation files or from the operating system.
 // Thread safety: any thread may call anything at any time. The object's lock is held only while fields are
-// read or written, never while text is converted.
+// read or written, never while text is converted; a thread that converts with one object again and again
+// takes no lock and writes nothing that other threads read (CodePage/Private/Core/ThreadFields.h).
 
 #pragma once
 
@@ -12,9 +13,12 @@
 #include "KSynch/AtomicLong.h"
 #include "KSynch/Locks.h"
 
+#include <atomic>
 #include <string>
 
 namespace KCodePage {
+
+struct CodePageFields;
 
 class KCODEPAGE_EXPORT CodePageImpl : public CodePage {
 public:
@@ -79,29 +83,20 @@ public:
 private:
     friend class CodePageImplTestAccess; // reaches the operating system's routes, which have no public caller
 
-    // The fields that belong together: they are read and replaced as one, under the lock.
-    struct Fields {
-        std::string ianaName;
-        KBase::WideString ianaNameWide;
-        CODE_PAGE codePage = static_cast<CODE_PAGE>(-1);
-        unsigned int windowsCodePage = 0;
-        KBase::SmartPtrI<MultiByteToUnicode> multiByteToUnicode; // null for utf-8 and unicode-1-1
-        KBase::SmartPtrI<UnicodeToMultiByte> unicodeToMultiByte;
-    };
-
-    template <class T>
-    struct Route;
+    using Fields = KBase::SmartPtrI<const CodePageFields>;
+    class Route;
 
     void Initialize(CODE_PAGE codePage);
-    void Replace(Fields&& replacement);
-    Route<MultiByteToUnicode> DecodingRoute() const;
-    Route<UnicodeToMultiByte> EncodingRoute() const;
+    Fields GetFields() const;
+    void Replace(Fields replacement);
 
     // The operating system's own conversions. The library's callers convert through the tables.
     KBase::ReturnPtrI<UnicodeString> ConvertToUnicodeWindowsAPI(const char* text, unsigned int length);
     KBase::ReturnPtrI<MultiByteString> ConvertToMultiByteWindowsAPI(const wchar16* text, unsigned int length);
 
-    Fields fields; // guarded by `lock`
+    // Read and replaced as one. Guarded by `lock`; their address may be asked for without it.
+    Fields fields;
+    std::atomic<const CodePageFields*> address;
     KBase::ReturnPtr<KSynch::RWLock> lock;
     mutable KSynch::AtomicLong referenceCount;
 };

@@ -40,6 +40,13 @@ public:
         }
     }
 
+    // Takes over a reference that the caller holds on `target`: the counterpart of Detach.
+    static SmartPtrI Adopt(T* target) noexcept {
+        SmartPtrI adopted;
+        adopted.object = target;
+        return adopted;
+    }
+
     SmartPtrI(const SmartPtrI& other) noexcept : SmartPtrI(other.object) {}
     SmartPtrI(SmartPtrI&& other) noexcept : object(std::exchange(other.object, nullptr)) {}
 

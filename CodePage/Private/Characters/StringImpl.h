@@ -1,20 +1,23 @@
 // StringImpl: the one implementation of MultiByteString and UnicodeString.
 //
-// The buffer's visible size is what the string occupies, its capacity always has room for one zero character
-// more, and everything from the text's end to there is zero. Only what must read as zero is written as zero.
-// Thread safety: as for the interfaces.
+// A short text stands behind the object, in the one block of memory that both share; a longer one, and one
+// that Append made outgrow its place, has a block of its own. There is always room for one zero character
+// more than the string occupies, and everything from the text's end to there is zero. Only what must read as
+// zero is written as zero. Thread safety: as for the interfaces.
 
 #pragma once
 
 #include "CodePage/MultiByteString.h"
 #include "CodePage/UnicodeString.h"
-#include "KDataType/Binary.h"
 #include "KSynch/AtomicLong.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <new>
 #include <stdexcept>
 #include <type_traits>
 
@@ -28,67 +31,78 @@ class StringImpl final : public Interface {
 public:
     using Character = std::remove_cvref_t<decltype(*std::declval<const Interface&>().Get())>;
 
-    StringImpl(const Character* text, unsigned count) {
-        Reserve(count);
-        Append(text, count);
+    // A string that holds a copy of `count` characters of `text`, with `references` on it.
+    static StringImpl* Create(const Character* text, unsigned count, std::int32_t references) {
+        StringImpl* const string = CreateEmpty(count, references);
+        string->Append(text, count); // into the room that was made: it does not throw
+        return string;
+    }
+
+    // An empty string into which up to `capacity` characters can be written before Finish.
+    static KBase::ReturnPtrI<StringImpl> CreateForWriting(std::size_t capacity) {
+        return KBase::ReturnPtrI<StringImpl>::Adopt(CreateEmpty(capacity, 1));
     }
 
     StringImpl(const StringImpl&) = delete; // shared by reference
     StringImpl& operator=(const StringImpl&) = delete;
 
-    // An empty string into which up to `capacity` characters can be written before Finish.
-    static KBase::ReturnPtrI<StringImpl> CreateForWriting(std::size_t capacity) {
-        KBase::ReturnPtrI<StringImpl> string(new StringImpl(nullptr, 0));
-        string->Reserve(capacity);
-        return string;
+    ~StringImpl() override {
+        if (HasBlock()) {
+            delete[] characters;
+        }
     }
 
-    Character* WritingPlace() noexcept { return reinterpret_cast<Character*>(buffer->GetData()); }
+    Character* WritingPlace() noexcept { return characters; }
 
     // Makes the first `count` characters written the text. Requires: not above the capacity asked for.
     void Finish(std::size_t count) {
         if (count > maximumLength) {
             throw std::length_error("string too long");
         }
-        length = static_cast<unsigned>(count);
-        buffer->SetSize(count * sizeof(Character));
-        WritingPlace()[count] = 0;
+        if (HasBlock() && count < capacity / 2 && capacity <= shrinkingLimit) {
+            std::unique_ptr<Character[]> exact(new Character[count + 1]);
+            std::memcpy(exact.get(), characters, count * sizeof(Character));
+            delete[] characters;
+            characters = exact.release();
+            capacity = count;
+        }
+        length = size = static_cast<unsigned>(count);
+        characters[count] = 0;
     }
 
-    const Character* Get() const noexcept override {
-        return reinterpret_cast<const Character*>(buffer->GetData());
-    }
+    const Character* Get() const noexcept override { return characters; }
 
     unsigned Length() const noexcept override { return length; }
 
     bool IsEqual(const Character* text, unsigned count) const override {
-        return Used() == count && (count == 0 || std::memcmp(Get(), text, count * sizeof(Character)) == 0);
+        return size == count && (count == 0 || std::memcmp(characters, text, count * sizeof(Character)) == 0);
     }
 
     void Append(const Character* text, unsigned count) override {
         if (count == 0) {
             return;
         }
-        const std::size_t used = Used();
-        if (count > maximumLength - used) {
+        if (count > maximumLength - size) {
             throw std::length_error("string too long");
         }
-        // The old buffer stays until the copy is done: `text` may lie in it.
-        const KBase::ReturnPtr<KDataType::Binary> old = Reserve(used + count);
+        const std::size_t newSize = std::size_t{size} + count;
+        // The old block stays until the copy is done: `text` may lie in it.
+        const std::unique_ptr<Character[]> old = Reserve(newSize);
         std::size_t end = length;
         if (text != nullptr) {
-            std::memmove(WritingPlace() + length, text, count * sizeof(Character));
+            std::memmove(characters + length, text, count * sizeof(Character));
             length += count;
             end = length;
         }
-        buffer->SetSize((used + count) * sizeof(Character));
-        std::fill(WritingPlace() + std::max(end, used), WritingPlace() + used + count + 1, Character{0});
+        std::fill(characters + std::max<std::size_t>(end, size), characters + newSize + 1, Character{0});
+        size = static_cast<unsigned>(newSize);
     }
 
     std::int32_t AddRef() const override { return ++referenceCount; }
 
     std::int32_t Release() const override {
-        const std::int32_t count = --referenceCount;
+        // Whoever holds the only reference need not write the count to give it up: nobody else can copy it.
+        const std::int32_t count = referenceCount.IsOne() ? 0 : --referenceCount;
         if (count == 0) {
             delete this;
         }
@@ -98,30 +112,68 @@ public:
 private:
     static constexpr std::size_t maximumLength = std::numeric_limits<unsigned>::max();
 
-    std::size_t Used() const noexcept { return buffer->GetSize() / sizeof(Character); }
+    // Bytes of text, with the zero, that stand behind the object at most. What is made for the worst case
+    // wastes little of so little.
+    static constexpr std::size_t inPlaceLimit = 1024;
 
-    // Makes room for `count` characters and a zero behind them, keeping what is there and its visible size.
-    // The first buffer is exact; later ones at least double, so that appending is linear in total. Returns
-    // the buffer that was replaced.
-    KBase::ReturnPtr<KDataType::Binary> Reserve(std::size_t count) {
-        const std::size_t needed = (count + 1) * sizeof(Character);
-        if (buffer && needed <= buffer->GetCapacity()) {
-            return nullptr;
+    // Characters up to which a block that is less than half used is exchanged for one that fits. What a
+    // larger one has left was never touched and costs addresses, not memory; copying it would cost time.
+    static constexpr std::size_t shrinkingLimit = std::size_t{1} << 16;
+
+    struct BytesBehind {
+        std::size_t count;
+    };
+
+    static void* operator new(std::size_t objectSize, BytesBehind bytes) {
+        return ::operator new(objectSize + bytes.count);
+    }
+    static void operator delete(void* object, BytesBehind) noexcept { ::operator delete(object); }
+    static void operator delete(void* object) noexcept { ::operator delete(object); }
+
+    static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references) {
+        const std::size_t bytes = (capacity + 1) * sizeof(Character);
+        if (bytes <= inPlaceLimit) {
+            return new (BytesBehind{bytes}) StringImpl(nullptr, capacity, references);
         }
-        auto larger =
-            KDataType::CreateBinary(buffer ? std::max(needed, 2 * buffer->GetCapacity()) : needed, nullptr);
-        const std::size_t used = buffer ? buffer->GetSize() : 0;
-        if (used != 0) {
-            std::memcpy(larger->GetData(), buffer->GetData(), used);
-        }
-        larger->SetSize(used);
-        std::memset(larger->GetData() + used, 0, sizeof(Character));
-        std::swap(buffer, larger);
-        return larger;
+        std::unique_ptr<Character[]> block(new Character[capacity + 1]);
+        StringImpl* const string = new (BytesBehind{0}) StringImpl(block.get(), capacity, references);
+        static_cast<void>(block.release()); // the string's own by now
+        return string;
     }
 
-    KBase::ReturnPtr<KDataType::Binary> buffer;
-    unsigned length = 0; // characters stored with data
+    // `block`: null for a string whose characters stand behind it.
+    StringImpl(Character* block, std::size_t characterCapacity, std::int32_t references) noexcept
+        : characters(block != nullptr ? block : PlaceBehind()),
+          capacity(characterCapacity),
+          referenceCount(references) {
+        characters[0] = 0;
+    }
+
+    Character* PlaceBehind() const noexcept {
+        return reinterpret_cast<Character*>(reinterpret_cast<std::uintptr_t>(this) + sizeof(StringImpl));
+    }
+
+    bool HasBlock() const noexcept { return characters != PlaceBehind(); }
+
+    // Makes room for `count` characters and a zero behind them, keeping what is there. A new block at least
+    // doubles the old one, so that appending is linear in total. Returns the block that was replaced.
+    std::unique_ptr<Character[]> Reserve(std::size_t count) {
+        if (count <= capacity) {
+            return nullptr;
+        }
+        const std::size_t larger = std::max(count, 2 * capacity);
+        std::unique_ptr<Character[]> block(new Character[larger + 1]);
+        std::memcpy(block.get(), characters, size * sizeof(Character));
+        std::unique_ptr<Character[]> old(HasBlock() ? characters : nullptr);
+        characters = block.release();
+        capacity = larger;
+        return old;
+    }
+
+    Character* characters;
+    std::size_t capacity; // characters, without the zero
+    unsigned length = 0;  // characters stored with data
+    unsigned size = 0;    // characters that the string occupies
     mutable KSynch::AtomicLong referenceCount;
 };
 
@@ -130,11 +182,11 @@ using UnicodeStringImpl = StringImpl<UnicodeString>;
 
 // A string of the library's own: throws std::bad_alloc when memory fails.
 inline KBase::ReturnPtrI<UnicodeString> MakeUnicodeString(const unsigned short* text, unsigned length) {
-    return KBase::ReturnPtrI<UnicodeString>(new UnicodeStringImpl(text, length));
+    return KBase::ReturnPtrI<UnicodeString>::Adopt(UnicodeStringImpl::Create(text, length, 1));
 }
 
 inline KBase::ReturnPtrI<MultiByteString> MakeMultiByteString(const char* text, unsigned length) {
-    return KBase::ReturnPtrI<MultiByteString>(new MultiByteStringImpl(text, length));
+    return KBase::ReturnPtrI<MultiByteString>::Adopt(MultiByteStringImpl::Create(text, length, 1));
 }
 
 } // namespace KCodePage

@@ -9,7 +9,7 @@ namespace {
 template <class Interface, class Character>
 Interface* Create(const Character* text, unsigned length) {
     try {
-        return new StringImpl<Interface>(text, length);
+        return StringImpl<Interface>::Create(text, length, 0);
     } catch (const std::bad_alloc&) {
         return nullptr;
     }

@@ -3,7 +3,9 @@
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Core/BasePath.h"
+#include "CodePage/Private/Core/CodePageFields.h"
 #include "CodePage/Private/Core/ModuleState.h"
+#include "CodePage/Private/Core/ThreadFields.h"
 #include "FileSystem/Paths.h"
 #include "KSerialization/Streams.h"
 
@@ -28,13 +30,18 @@ KBase::WideString FileNameUnder(const KBase::WideString& basePath, CODE_PAGE cod
 
 } // namespace
 
-CodePageImpl::CodePageImpl() : lock(KSynch::CreateRWLock(KSynch::LOCK_CATEGORY_CODE_PAGE)) {}
+CodePageImpl::CodePageImpl()
+    : fields(new CodePageFields),
+      address(fields.Get()),
+      lock(KSynch::CreateRWLock(KSynch::LOCK_CATEGORY_CODE_PAGE)) {}
 
 CodePageImpl::CodePageImpl(CODE_PAGE codePage) : CodePageImpl() {
     Initialize(codePage);
 }
 
-CodePageImpl::~CodePageImpl() = default;
+CodePageImpl::~CodePageImpl() {
+    ThreadFields::Drop(fields.Get());
+}
 
 void CodePageImpl::GetIANAInfo(CODE_PAGE codePage, std::string& ianaName, KBase::WideString& ianaNameWide,
                                unsigned int& windowsCodePage) {
@@ -54,61 +61,70 @@ KBase::ReturnWString CodePageImpl::CreateFileName(CODE_PAGE codePage, Table* tab
 }
 
 void CodePageImpl::Initialize(CODE_PAGE codePage) {
-    Fields filled;
-    filled.codePage = codePage;
-    GetIANAInfo(codePage, filled.ianaName, filled.ianaNameWide, filled.windowsCodePage);
+    const KBase::SmartPtrI<CodePageFields> filled(new CodePageFields);
+    filled->codePage = codePage;
+    GetIANAInfo(codePage, filled->ianaName, filled->ianaNameWide, filled->windowsCodePage);
     if (codePage != UTF_8 && codePage != UNICODE_1_1) {
-        filled.multiByteToUnicode = KBase::SmartPtrI<MultiByteToUnicode>(
-            new MultiByteToUnicode(codePage, filled.windowsCodePage, substitutionCharacter));
-        filled.unicodeToMultiByte = KBase::SmartPtrI<UnicodeToMultiByte>(
-            new UnicodeToMultiByte(codePage, filled.windowsCodePage, substitutionCharacter));
+        filled->multiByteToUnicode = KBase::SmartPtrI<MultiByteToUnicode>(
+            new MultiByteToUnicode(codePage, filled->windowsCodePage, substitutionCharacter));
+        filled->unicodeToMultiByte = KBase::SmartPtrI<UnicodeToMultiByte>(
+            new UnicodeToMultiByte(codePage, filled->windowsCodePage, substitutionCharacter));
         // Once, so that both tables come from one place whatever is set meanwhile.
         const KBase::WideString basePath = GetBasePath();
         if (UsesWindowsAPI(basePath)) {
-            filled.multiByteToUnicode->ReadFromWindowsAPI();
-            filled.unicodeToMultiByte->ReadFromWindowsAPI();
+            filled->multiByteToUnicode->ReadFromWindowsAPI();
+            filled->unicodeToMultiByte->ReadFromWindowsAPI();
         } else {
             // iso-2022-jp reads the files of shift_jis; files of its own do not exist.
             const CODE_PAGE fileCodePage = codePage == ISO_2022_JP ? SHIFT_JIS : codePage;
             const auto read = [&](auto& table) {
                 table.ReadFromFile(FileNameUnder(basePath, fileCodePage, table).c_str());
             };
-            read(*filled.multiByteToUnicode);
-            read(*filled.unicodeToMultiByte);
+            read(*filled->multiByteToUnicode);
+            read(*filled->unicodeToMultiByte);
         }
     }
-    Replace(std::move(filled));
+    Replace(Fields(filled.Get()));
 }
 
-void CodePageImpl::Replace(Fields&& replacement) {
-    const KSynch::ScopedWriteLock hold(*lock);
-    std::swap(fields, replacement); // what was held goes after the lock
+CodePageImpl::Fields CodePageImpl::GetFields() const {
+    const KSynch::ScopedReadLock hold(*lock);
+    return fields;
+}
+
+void CodePageImpl::Replace(Fields replacement) {
+    {
+        const KSynch::ScopedWriteLock hold(*lock);
+        std::swap(fields, replacement);
+        address.store(fields.Get(), std::memory_order_release);
+    }
+    ThreadFields::Drop(replacement.Get()); // what was held goes after the lock
 }
 
 const wchar16* CodePageImpl::GetIANAName() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return fields.ianaNameWide.c_str();
+    return fields->ianaNameWide.c_str();
 }
 
 const char* CodePageImpl::GetIANANameASCII() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return fields.ianaName.c_str();
+    return fields->ianaName.c_str();
 }
 
 int CodePageImpl::GetType() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return fields.codePage;
+    return fields->codePage;
 }
 
 unsigned int CodePageImpl::GetWindowsAPICodePage() const {
     const KSynch::ScopedReadLock hold(*lock);
-    return fields.windowsCodePage;
+    return fields->windowsCodePage;
 }
 
 CodePageImpl::Tables CodePageImpl::GetTables() const {
-    const KSynch::ScopedReadLock hold(*lock);
-    return {KBase::SmartPtrI<const MultiByteToUnicode>(fields.multiByteToUnicode.Get()),
-            KBase::SmartPtrI<const UnicodeToMultiByte>(fields.unicodeToMultiByte.Get())};
+    const Fields held = GetFields();
+    return {KBase::SmartPtrI<const MultiByteToUnicode>(held->multiByteToUnicode.Get()),
+            KBase::SmartPtrI<const UnicodeToMultiByte>(held->unicodeToMultiByte.Get())};
 }
 
 void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {
@@ -117,13 +133,9 @@ void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {
 
 void CodePageImpl::DeSerialize(KSerialization::ReadDataStream& stream) {
     const KBase::ReturnPtrI<CodePageImpl> shared = FindOrCreateCodePage(stream.ReadInteger32());
-    // Copied out under the shared object's lock, then stored under this one's: never two locks at once, also
-    // where this is the shared object.
-    Fields copy = [&] {
-        const KSynch::ScopedReadLock hold(*shared->lock);
-        return shared->fields;
-    }();
-    Replace(std::move(copy));
+    // Taken under the shared object's lock, then stored under this one's: never two locks at once, also where
+    // this is the shared object.
+    Replace(shared->GetFields());
 }
 
 std::int32_t CodePageImpl::AddRef() const {

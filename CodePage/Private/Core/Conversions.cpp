@@ -5,6 +5,8 @@
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/Private/Core/CodePageFields.h"
+#include "CodePage/Private/Core/ThreadFields.h"
 #include "CodePage/ShiftJisToJis.h"
 #include "KBase/UTF8Routines.h"
 #include "OperatingSystem/CodePages.h"
@@ -83,47 +85,59 @@ KBase::ReturnPtrI<MultiByteString> EncodeUTF8Block(unsigned int& consumed, unsig
 
 } // namespace
 
-// What a conversion or query takes from the object: its code page, and a table that stays alive for as long
-// as this does.
-template <class T>
-struct CodePageImpl::Route {
-    Route(const Fields& fields, const KBase::SmartPtrI<T>& tableOfFields)
-        : codePage(fields.codePage), table(tableOfFields) {
-        if (!table || codePage == ISO_2022_JP) {
-            ianaName = fields.ianaNameWide; // for a refusal, which only these can come to
+// The fields that a conversion or query takes from the object, alive for as long as this is.
+class CodePageImpl::Route {
+public:
+    explicit Route(const CodePageImpl& object) : fields(object.address.load(std::memory_order_acquire)) {
+        if (!ThreadFields::Holds(fields)) {
+            TakeFrom(object);
+        } else if (fields->codePage == ISO_2022_JP) {
+            own = Fields(fields); // its conversions convert with other pages, for which the thread's may go
         }
     }
 
-    CODE_PAGE codePage;
-    KBase::SmartPtrI<T> table;
-    KBase::WideString ianaName;
+    const CodePageFields* operator->() const noexcept { return fields; }
+
+    // The table. Throws where there is none: page 19, and an object that was never initialised.
+    const MultiByteToUnicode& Decoding() const { return Require(fields->multiByteToUnicode.Get()); }
+    const UnicodeToMultiByte& Encoding() const { return Require(fields->unicodeToMultiByte.Get()); }
+
+private:
+    [[gnu::noinline, gnu::cold]] void TakeFrom(const CodePageImpl& object) {
+        Fields taken = object.GetFields();
+        fields = taken.Get();
+        if (fields->codePage == ISO_2022_JP) {
+            own = taken;
+        }
+        if (Fields back = ThreadFields::Hold(std::move(taken))) {
+            own = std::move(back);
+        }
+    }
+
+    template <class Table>
+    const Table& Require(const Table* table) const {
+        if (table == nullptr) {
+            ThrowNotSupported(fields->ianaNameWide);
+        }
+        return *table;
+    }
+
+    const CodePageFields* fields;
+    Fields own; // null where the thread holds the fields until this goes
 };
-
-CodePageImpl::Route<MultiByteToUnicode> CodePageImpl::DecodingRoute() const {
-    const KSynch::ScopedReadLock hold(*lock);
-    return Route<MultiByteToUnicode>(fields, fields.multiByteToUnicode);
-}
-
-CodePageImpl::Route<UnicodeToMultiByte> CodePageImpl::EncodingRoute() const {
-    const KSynch::ScopedReadLock hold(*lock);
-    return Route<UnicodeToMultiByte>(fields, fields.unicodeToMultiByte);
-}
 
 KBase::ReturnPtrI<UnicodeString> CodePageImpl::ConvertToUnicode(const char* text, unsigned int length,
                                                                 USE_SUBSTITUTION_CHARACTER substitution) {
-    const auto route = DecodingRoute();
-    switch (route.codePage) {
+    const Route route(*this);
+    switch (route->codePage) {
     case UTF_8:
         return DecodeUTF8(text, substitution);
     case UNICODE_1_1:
         ThrowNotImplemented("ConvertToUnicode");
     case ISO_2022_JP: // one-way: it encodes, and is scanned for escape sequences
-        ThrowNotSupported(route.ianaName);
+        ThrowNotSupported(route->ianaNameWide);
     default:
-        if (!route.table) {
-            ThrowNotSupported(route.ianaName);
-        }
-        return route.table->Convert(text, length, substitution);
+        return route.Decoding().Convert(text, length, substitution);
     }
 }
 
@@ -138,60 +152,51 @@ CodePageImpl::ConvertToMultiByteObservingBlockSize(unsigned int& consumed, unsig
                                                    const wchar16* text, unsigned int length,
                                                    USE_SUBSTITUTION_CHARACTER substitution) {
     consumed = 0;
-    const auto route = EncodingRoute();
-    switch (route.codePage) {
+    const Route route(*this);
+    switch (route->codePage) {
     case UTF_8:
         return blockSize == 0 ? EncodeUTF8(text, length, substitution)
                               : EncodeUTF8Block(consumed, blockSize, text, length, substitution);
     case UNICODE_1_1:
         ThrowNotImplemented(blockSize == 0 ? "ConvertToMultiByte" : "ConvertToMultiByteObservingBlockSize");
     default:
-        if (!route.table) {
-            ThrowNotSupported(route.ianaName);
-        }
-        return blockSize == 0
-                   ? route.table->Convert(text, length, substitution)
-                   : route.table->ConvertObservingBlockSize(consumed, blockSize, text, length, substitution);
+        return blockSize == 0 ? route.Encoding().Convert(text, length, substitution)
+                              : route.Encoding().ConvertObservingBlockSize(consumed, blockSize, text, length,
+                                                                           substitution);
     }
 }
 
 bool CodePageImpl::IsLeadingByte(char byte) const {
-    const auto route = DecodingRoute();
-    switch (route.codePage) {
+    const Route route(*this);
+    switch (route->codePage) {
     case UTF_8:
         return KBase::UTF8IsLeadingByte(byte);
     case UNICODE_1_1:
         ThrowNotImplemented("IsLeadingByte");
     default:
-        if (!route.table) {
-            ThrowNotSupported(route.ianaName);
-        }
-        return route.table->IsLeadingByte(static_cast<unsigned char>(byte));
+        return route.Decoding().IsLeadingByte(static_cast<unsigned char>(byte));
     }
 }
 
 unsigned int CodePageImpl::GetNumberOfBytesInThisCharacter(const char* text) const {
-    const auto route = DecodingRoute();
-    switch (route.codePage) {
+    const Route route(*this);
+    switch (route->codePage) {
     case UTF_8:
         return KBase::UTF8TotalBytes(text[0]);
     case UNICODE_1_1:
         ThrowNotImplemented("GetNumberOfBytesInThisCharacter");
     default:
-        if (!route.table) {
-            ThrowNotSupported(route.ianaName);
-        }
-        return route.table->GetNumberOfBytesInThisCharacter(text);
+        return route.Decoding().GetNumberOfBytesInThisCharacter(text);
     }
 }
 
 bool CodePageImpl::IsEscapeSequence(const char* text) const {
-    const auto route = DecodingRoute();
-    switch (route.codePage) {
+    const Route route(*this);
+    switch (route->codePage) {
     case ISO_2022_JP:
-        return route.table->IsEscapeSequence(text);
+        return route.Decoding().IsEscapeSequence(text);
     case UNLISTED:
-        ThrowNotSupported(route.ianaName);
+        ThrowNotSupported(route->ianaNameWide);
     case UNICODE_1_1:
         ThrowNotImplemented("IsEscapeSequence");
     default:
@@ -200,12 +205,12 @@ bool CodePageImpl::IsEscapeSequence(const char* text) const {
 }
 
 unsigned int CodePageImpl::GetNumberOfBytesInThisEscapeSequence(const char* text) const {
-    const auto route = DecodingRoute();
-    switch (route.codePage) {
+    const Route route(*this);
+    switch (route->codePage) {
     case ISO_2022_JP:
-        return route.table->GetNumberOfBytesInThisEscapeSequence(text);
+        return route.Decoding().GetNumberOfBytesInThisEscapeSequence(text);
     case UNLISTED:
-        ThrowNotSupported(route.ianaName);
+        ThrowNotSupported(route->ianaNameWide);
     case UNICODE_1_1:
         ThrowNotImplemented("GetNumberOfBytesInThisEscapeSequence");
     default:
@@ -257,17 +262,12 @@ KBase::ReturnPtrI<UnicodeString> CodePageImpl::ConvertToUnicodeWindowsAPI(const 
 
 KBase::ReturnPtrI<MultiByteString> CodePageImpl::ConvertToMultiByteWindowsAPI(const wchar16* text,
                                                                               unsigned int length) {
-    unsigned int number = 0;
-    CODE_PAGE codePage = UNLISTED;
-    {
-        const KSynch::ScopedReadLock hold(*lock);
-        number = fields.windowsCodePage;
-        codePage = fields.codePage;
-    }
+    const Fields held = GetFields();
+    unsigned int number = held->windowsCodePage;
     if (length == 0) {
         return MakeMultiByteString(nullptr, 0);
     }
-    if (codePage == ISO_2022_JP) {
+    if (held->codePage == ISO_2022_JP) {
         // Shift-JIS first, which is then turned into JIS.
         std::string ianaName;
         KBase::WideString ianaNameWide;
@@ -289,8 +289,8 @@ KBase::ReturnPtrI<MultiByteString> CodePageImpl::ConvertToMultiByteWindowsAPI(co
             AppendLastErrorRoutine(failure << "Error converting to MultiByte: "));
     }
     result->Finish(static_cast<std::size_t>(written));
-    if (codePage == ISO_2022_JP) {
-        return ShiftJisToJis::Instance()->Convert(result.Get());
+    if (held->codePage == ISO_2022_JP) {
+        return ShiftJisToJis::InstanceReference()->Convert(result.Get());
     }
     return result;
 }

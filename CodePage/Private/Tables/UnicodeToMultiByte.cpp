@@ -102,7 +102,7 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     if (codePage != ISO_2022_JP) {
         return result;
     }
-    ShiftJisToJis* const shiftJisToJis = ShiftJisToJis::Instance();
+    const KBase::ReturnPtrI<ShiftJisToJis> shiftJisToJis = ShiftJisToJis::InstanceReference();
     return blockSize != 0 ? shiftJisToJis->ConvertObservingBlockSize(converted, blockSize, result.Get())
                           : shiftJisToJis->Convert(result.Get());
 }

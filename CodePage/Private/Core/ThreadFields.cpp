@@ -1,0 +1,46 @@
+#include "CodePage/Private/Core/ThreadFields.h"
+
+#include <utility>
+
+namespace KCodePage::ThreadFields {
+
+constinit thread_local Entries entries{};
+
+namespace {
+
+struct Closing {
+    Closing() noexcept = default;
+    Closing(const Closing&) = delete; // one for each thread
+    Closing& operator=(const Closing&) = delete;
+    ~Closing() {
+        entries.closed = true;
+        for (const CodePageFields*& fields : entries.fields) {
+            KBase::SmartPtrI<const CodePageFields>::Adopt(std::exchange(fields, nullptr));
+        }
+    }
+};
+
+} // namespace
+
+KBase::SmartPtrI<const CodePageFields> Hold(KBase::SmartPtrI<const CodePageFields> fields) {
+    thread_local const Closing closing;
+    if (entries.closed) {
+        return fields;
+    }
+    const CodePageFields*& oldest = entries.fields[entries.oldest];
+    entries.oldest = (entries.oldest + 1) % capacity;
+    // The reference goes when this returns.
+    const auto replaced =
+        KBase::SmartPtrI<const CodePageFields>::Adopt(std::exchange(oldest, fields.Detach()));
+    return nullptr;
+}
+
+void Drop(const CodePageFields* fields) noexcept {
+    for (const CodePageFields*& held : entries.fields) {
+        if (held == fields) {
+            KBase::SmartPtrI<const CodePageFields>::Adopt(std::exchange(held, nullptr));
+        }
+    }
+}
+
+} // namespace KCodePage::ThreadFields

@@ -1,0 +1,204 @@
+// What a thread keeps of the code pages that it converted with, told by the reference counts of their tables.
+
+#include "CodePage/Private/Core/ThreadFields.h"
+
+#include "CodePage/CodePageImpl.h"
+#include "CodePage/CodePageRegistry.h"
+#include "CodePage/Initializer.h"
+#include "KSerialization/Streams.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <latch>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace KCodePage;
+using KBase::operator""_w;
+
+using Table = KBase::SmartPtrI<const MultiByteToUnicode>;
+
+// Whether anybody but `table` itself holds the table.
+bool IsHeldElsewhere(const Table& table) {
+    table->AddRef();
+    return table->Release() > 1;
+}
+
+Table TableOf(const CodePage& codePage) {
+    return dynamic_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
+}
+
+std::string Decode(CodePage& codePage, const std::string& bytes) {
+    const auto text =
+        codePage.ConvertToUnicode(bytes.data(), static_cast<unsigned>(bytes.size()), CodePage::SUBSTITUTE);
+    std::string shown;
+    for (unsigned i = 0; i < text->Length(); ++i) {
+        shown += std::to_string(text->Get()[i]) + ' ';
+    }
+    return shown;
+}
+
+void DeSerialize(CodePage& codePage, char number) {
+    auto binary = KDataType::CreateBinary(4, nullptr);
+    std::memset(binary->GetData(), 0, 4);
+    binary->GetData()[0] = number;
+    codePage.DeSerialize(*KSerialization::ConvertBinary2ReadDataStream(std::move(binary), nullptr));
+}
+
+// A thread that does one thing after the other while the test looks on.
+class Worker {
+public:
+    explicit Worker(const std::function<void()>& work)
+        : thread([this, work] {
+              work();
+              done.count_down();
+              leave.wait();
+          }) {
+        done.wait();
+    }
+    Worker(const Worker&) = delete; // one thread
+    Worker& operator=(const Worker&) = delete;
+    ~Worker() {
+        leave.count_down();
+        thread.join();
+    }
+
+private:
+    std::latch done{1};
+    std::latch leave{1};
+    std::thread thread;
+};
+
+class ThreadFieldsTest : public testing::Test {
+protected:
+    ThreadFieldsTest() { SetBasePath(u"UseWindowsAPI"_w); }
+
+    Initializer initializer;
+};
+
+TEST_F(ThreadFieldsTest, AFlushOnTheThreadThatConvertedFreesTheTables) {
+    Decode(*GetCodePage(15), "\xC1");
+    const Table table = TableOf(*GetCodePage(15));
+    EXPECT_TRUE(IsHeldElsewhere(table));
+    FlushCodePageCaches();
+    EXPECT_FALSE(IsHeldElsewhere(table));
+}
+
+TEST_F(ThreadFieldsTest, PointingAnObjectAtAnotherPageFreesTheTablesOfTheFirst) {
+    const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(KOI8_R));
+    EXPECT_EQ(Decode(*object, "\xC1"), "1072 ");
+    const Table table = TableOf(*object);
+    DeSerialize(*object, 7);
+    EXPECT_FALSE(IsHeldElsewhere(table));
+    EXPECT_EQ(Decode(*object, "\xE1"), "945 ");
+}
+
+TEST_F(ThreadFieldsTest, ObjectsThatShareTheirFieldsGoOnWhenOneOfThemGoes) {
+    const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl);
+    DeSerialize(*object, 15);
+    EXPECT_EQ(TableOf(*object), TableOf(*GetCodePage(15)));
+    EXPECT_EQ(Decode(*GetCodePage(15), "\xC1"), "1072 ");
+    EXPECT_EQ(Decode(*object, "\xC1"), "1072 ");
+    FlushCodePageCaches();
+    EXPECT_EQ(Decode(*object, "\xC1"), "1072 ");
+    EXPECT_STREQ(object->GetIANANameASCII(), "koi8-r");
+}
+
+TEST_F(ThreadFieldsTest, AnIdleThreadHoldsTheLastFewAndAThreadThatEndedNone) {
+    std::vector<Table> tables;
+    {
+        const Worker worker([&] {
+            for (int generation = 0; generation < 12; ++generation) {
+                auto codePage = GetCodePageReference(15);
+                EXPECT_EQ(Decode(*codePage, "\xC1"), "1072 ");
+                tables.push_back(TableOf(*codePage));
+                // Another thread lets the object go, so that this one keeps what it held.
+                std::thread([last = std::move(codePage)]() mutable {
+                    FlushCodePageCaches();
+                    last = nullptr;
+                }).join();
+            }
+        });
+        EXPECT_EQ(std::count_if(tables.begin(), tables.end(), IsHeldElsewhere),
+                  static_cast<std::ptrdiff_t>(ThreadFields::capacity));
+    }
+    EXPECT_EQ(std::count_if(tables.begin(), tables.end(), IsHeldElsewhere), 0);
+}
+
+TEST_F(ThreadFieldsTest, TablesThatOnlyAnIdleThreadHoldsAreBoundedWhateverIsReadAndFlushed) {
+    const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(KOI8_R));
+    std::vector<Table> tables;
+    {
+        std::latch leave(1);
+        std::vector<std::thread> idle;
+        for (int generation = 0; generation < 24; ++generation) {
+            DeSerialize(*object, generation % 2 == 0 ? 15 : 7);
+            tables.push_back(TableOf(*object));
+            if (generation % 8 == 0) {
+                std::latch converted(1);
+                idle.emplace_back([&] {
+                    Decode(*object, "\xC1");
+                    converted.count_down();
+                    leave.wait();
+                });
+                converted.wait();
+            }
+            Decode(*object, "\xC1");
+            FlushCodePageCaches();
+        }
+        // The object's own, and one for each thread, which converted once.
+        EXPECT_EQ(std::count_if(tables.begin(), tables.end(), IsHeldElsewhere), 1 + 3);
+        leave.count_down();
+        for (std::thread& thread : idle) {
+            thread.join();
+        }
+    }
+    EXPECT_EQ(std::count_if(tables.begin(), tables.end(), IsHeldElsewhere), 1);
+}
+
+// Destroyed at the end of its thread, after what the thread held: it was there first.
+struct ConvertsAtTheEnd {
+    CodePage* codePage = nullptr;
+    std::string* seen = nullptr;
+
+    ~ConvertsAtTheEnd() {
+        for (int time = 0; codePage != nullptr && time < 3; ++time) {
+            *seen += Decode(*codePage, "\xC1");
+        }
+    }
+};
+
+TEST_F(ThreadFieldsTest, AThreadThatEndsCanStillConvertAndKeepsNothing) {
+    std::string seen;
+    const auto codePage = GetCodePageReference(15);
+    std::thread([&] {
+        thread_local ConvertsAtTheEnd atTheEnd;
+        atTheEnd.codePage = codePage.Get();
+        atTheEnd.seen = &seen;
+        Decode(*codePage, "\xC1");
+    }).join();
+    EXPECT_EQ(seen, "1072 1072 1072 ");
+    const Table table = TableOf(*codePage);
+    DeSerialize(*codePage, 7);
+    EXPECT_FALSE(IsHeldElsewhere(table));
+}
+
+TEST_F(ThreadFieldsTest, MorePagesThanAThreadHoldsTakeTurns) {
+    std::vector<KBase::ReturnPtrI<CodePage>> codePages;
+    for (const int number : {15, 7, 1, 8, 9, 4, 6}) {
+        codePages.push_back(GetCodePageReference(number));
+    }
+    for (int round = 0; round < 3; ++round) {
+        for (const auto& codePage : codePages) {
+            EXPECT_EQ(Decode(*codePage, "A"), "65 ");
+        }
+    }
+}
+
+} // namespace
