@@ -13,7 +13,7 @@ import sys
 
 # From the lowest to the highest; `*` in a pattern matches any text, slashes too.
 FLOORS = [
-    ("0 data", ["CodePageData/*", "Platform/UTF8/*"]),
+    ("0 data", ["CodePageData/*", "Platform/UTF8/*", "Platform/Kernels/*"]),
     ("0 operating system", ["Platform/OperatingSystem/*"]),
     ("1", ["Platform/KBase/*"]),
     ("2", ["Platform/KSynch/*", "Platform/KDataType/*"]),
@@ -60,6 +60,7 @@ STANDARD = set("""
 ELSEWHERE = [
     (re.compile(r"unicode/.*"), ["CodePage/Private/Icu/*"], "ICU"),
     (re.compile(r"CLI/.*"), ["tool/*"], "the command line library"),
+    (re.compile(r"immintrin\.h|emmintrin\.h"), ["Platform/Kernels/*"], "the processor's instructions"),
     (re.compile(r"nlohmann/.*"), ["tool/*"], "the JSON library"),
     (re.compile(r".*"),
      ["Platform/OperatingSystem/Posix/*", "Platform/OperatingSystem/Windows/*",

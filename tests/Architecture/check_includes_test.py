@@ -95,6 +95,11 @@ class CheckIncludesTest(unittest.TestCase):
         self.assert_one_error("CodePage/CodePage.cpp", "#include <CLI/CLI.hpp>\n", "command line")
         self.assert_one_error("CodePage/CodePage.cpp", "#include <nlohmann/json.hpp>\n", "JSON")
 
+    def test_the_instructions_of_a_processor_have_one_place(self):
+        for path in ("CodePage/CodePage.cpp", "Platform/UTF8/X.cpp", "Platform/OperatingSystem/Posix/X.cpp"):
+            self.assert_one_error(path, "#include <immintrin.h>\n", "instructions")
+        self.assertEqual(self.errors({"Platform/Kernels/X.cpp": "#include <immintrin.h>\n"}), [])
+
     def test_a_circle_of_includes_fails(self):
         errors = self.errors({"Platform/KBase/A.h": '#include "KBase/B.h"\n',
                               "Platform/KBase/B.h": '#include "KBase/A.h"\n'})

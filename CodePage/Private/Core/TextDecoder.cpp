@@ -20,7 +20,7 @@ public:
     TableDecoding(CODE_PAGE codePage, const TextPolicy& policy)
         : tables(codePage, policy), map(tables), substitution(policy.decoded) {}
 
-    DecodeMap::Run Run(const char* in, std::size_t n, wchar16* out, std::size_t capacity) const noexcept {
+    Kernels::Run Run(const char* in, std::size_t n, wchar16* out, std::size_t capacity) const noexcept {
         return map.Convert(in, n, out, capacity);
     }
 

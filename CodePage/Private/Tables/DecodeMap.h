@@ -1,16 +1,16 @@
-// DecodeMap: the flat look-up of a MultiByteToUnicode table, compiled once when the table is filled, and the
-// loop that runs over it.
+// DecodeMap: the flat look-up of a MultiByteToUnicode table, compiled once when the table is filled, for the
+// loops that run over it.
 //
-// A code unit stands in the map for itself, but for `unmapped`: it marks what the loop leaves to the table's
-// rows (no mapping, a character cut off by the end of the input, and U+FFFF itself, should a table map to
-// it). Thread safety: immutable.
+// A code unit stands in the map for itself, but for DecodeTable::unmapped: it marks what the loops leave to
+// the table's rows (no mapping, a character cut off by the end of the input, and U+FFFF itself, should a
+// table map to it). Thread safety: immutable.
 
 #pragma once
 
 #include "CodePage/CODE_PAGE.h"
 #include "CodePage/UnicodeCharacter.h"
+#include "Kernels/Kernels.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -19,51 +19,50 @@ namespace KCodePage {
 
 class DecodeMap {
 public:
-    // `table` answers as MultiByteToUnicode does: GetNumberOfBytesInThisCharacter(text), Convert(byte) and
+    // `source` answers as MultiByteToUnicode does: GetNumberOfBytesInThisCharacter(text), Convert(byte) and
     // Convert(leadByte, secondByte).
     template <class Table>
-    explicit DecodeMap(const Table& table) {
-        single.fill(unmapped);
-        rowOf.fill(noRow);
+    explicit DecodeMap(const Table& source) : units(256, Kernels::DecodeTable::unmapped) {
         for (unsigned value = 0; value < 256; ++value) {
             const auto byte = static_cast<unsigned char>(value);
             const char text = static_cast<char>(byte);
-            if (table.GetNumberOfBytesInThisCharacter(&text) == 2) {
+            if (source.GetNumberOfBytesInThisCharacter(&text) == 2) {
+                table.rowOf[byte] = static_cast<std::uint16_t>(units.size() / 256);
                 for (unsigned second = 0; second < 256; ++second) {
-                    pairs.push_back(UnitOf(table.Convert(byte, static_cast<unsigned char>(second))));
+                    units.push_back(UnitOf(source.Convert(byte, static_cast<unsigned char>(second))));
                 }
-                rowOf[byte] = static_cast<std::uint16_t>(pairs.size() / 256);
             } else {
-                single[byte] = UnitOf(table.Convert(byte));
+                table.rowOf[byte] = 0;
+                units[byte] = UnitOf(source.Convert(byte));
             }
         }
-        pairs.shrink_to_fit();
-        for (unsigned byte = 0; byte < 0x80; ++byte) {
-            asciiStands = asciiStands && single[byte] == byte;
-        }
+        units.shrink_to_fit();
+        Prepare();
     }
 
-    struct Run {
-        std::size_t consumed; // bytes
-        std::size_t written;  // code units
-    };
+    DecodeMap(const DecodeMap& other);
+    DecodeMap(DecodeMap&&) noexcept = default; // the elements of moved vectors stay where they are
+    DecodeMap& operator=(const DecodeMap&) = delete;
+    ~DecodeMap() = default;
 
     // Converts characters from the start of `input` until the input is used up, the output is full, or a
     // character needs the table's rows.
-    Run Convert(const char* input, std::size_t length, wchar16* output, std::size_t capacity) const noexcept;
+    Kernels::Run Convert(const char* input, std::size_t length, wchar16* output,
+                         std::size_t capacity) const noexcept {
+        return loop(table, reinterpret_cast<const unsigned char*>(input), length, output, capacity);
+    }
 
 private:
     static wchar16 UnitOf(const UnicodeCharacter& character) noexcept {
-        return character.IsValid() ? character.Get() : unmapped;
+        return character.IsValid() ? character.Get() : Kernels::DecodeTable::unmapped;
     }
 
-    static constexpr wchar16 unmapped = 0xFFFF;
-    static constexpr std::uint16_t noRow = 0;
+    void Prepare();
 
-    std::array<wchar16, 256> single;      // by byte; `unmapped` for lead bytes
-    std::array<std::uint16_t, 256> rowOf; // by byte: the row of a lead byte in `pairs`, counted from 1
-    std::vector<wchar16> pairs;           // 256 for each row, by second byte
-    bool asciiStands = true;              // bytes 00 to 7F map to the same code units
+    std::vector<std::uint16_t> units;
+    std::vector<std::uint32_t> unitsOfTwo;
+    Kernels::DecodeTable table;
+    Kernels::DecodeLoop* loop = nullptr;
 };
 
 } // namespace KCodePage

@@ -112,8 +112,7 @@ MultiByteToUnicode::Convert(const char* input, unsigned int length,
         // The flat look-up takes all that maps. Page 12 has character lengths of its own and goes step by
         // step.
         if (map && codePage != ISO_2022_JP) {
-            const DecodeMap::Run run =
-                map->Convert(input + p, length - p, output + written, length - written);
+            const Kernels::Run run = map->Convert(input + p, length - p, output + written, length - written);
             p += run.consumed;
             written += run.written;
             if (p == length) {

@@ -1,0 +1,22 @@
+// The loops of each level, for Dispatch.cpp and for levels that take over what a lower one does.
+
+#pragma once
+
+#include "Kernels/Kernels.h"
+
+namespace Kernels {
+
+// The plain loops by their names: the others leave the ends of texts to them, and odd tables.
+DecodeLoop PlainDecode;
+
+extern const Loops plainLoops;
+// CMakeLists.txt says for which processors there is more.
+#ifdef KCODEPAGE_KERNELS_X86_64
+DecodeLoop Sse2DecodeBytes;
+
+extern const Loops sse2Loops;
+extern const Loops avx2Loops;
+extern const Loops avx512Loops;
+#endif
+
+} // namespace Kernels
