@@ -12,6 +12,7 @@
 #include "UTF8/ExactBuffer.h"
 
 #include <array>
+#include <cstdio>
 #include <map>
 #include <optional>
 #include <ostream>
@@ -91,8 +92,10 @@ struct Result {
 
     friend bool operator==(const Result&, const Result&) = default;
     friend std::ostream& operator<<(std::ostream& stream, const Result& result) {
-        return stream << testing::PrintToString(result.bytes) << " count " << result.count << " failure "
-                      << testing::PrintToString(result.failure);
+        for (const char byte : result.bytes) {
+            stream << std::hex << (static_cast<unsigned>(byte) & 0xFFu) << std::dec << ' ';
+        }
+        return stream << "count " << result.count << " failure \"" << result.failure << '"';
     }
 };
 

@@ -2,10 +2,11 @@
 
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Initializer.h"
+#include "CodePage/UnicodeToMultiByte.h"
 #include "FileSystem/File.h"
+#include "JisOperations.h"
 #include "JisTables.h"
 #include "MarkedTables.h"
-#include "TableOperations.h"
 #include "TemporaryDirectory.h"
 #include "TimeLimit.h"
 
@@ -24,6 +25,7 @@ namespace {
 using namespace KCodePage;
 using namespace CodePageTests;
 using namespace JisTables;
+using JisOperations::InFileOrder;
 using KBase::operator""_w;
 using SerializedTables::Accepts;
 using SerializedTables::Load;
@@ -66,6 +68,11 @@ protected:
         return table;
     }
 
+    // Reads the bytes into an empty table and does with it all that can be done.
+    void ReadAndUse(const std::string& bytes, std::string_view text) const {
+        JisOperations::ReadAndUse(*MakeFrom(File({})), CodePageSources::Get(932).isLeadByte, bytes, text);
+    }
+
     void Store(const std::string& bytes) const {
         MarkedTables::WriteFile(directory.Path() / fileName, bytes);
     }
@@ -91,33 +98,6 @@ std::set<unsigned> FirstBytes(const ShiftJisToJis& table) {
         }
     }
     return bytes;
-}
-
-// How the order of a file is described: by a function that calls itself.
-void Level(std::vector<std::vector<std::size_t>>& levels, std::ptrdiff_t low, std::ptrdiff_t high,
-           std::size_t depth) {
-    while (low <= high) {
-        const std::ptrdiff_t middle = (low + high) / 2;
-        if (levels.size() <= depth) {
-            levels.resize(depth + 1);
-        }
-        levels[depth].push_back(static_cast<std::size_t>(middle));
-        Level(levels, low, middle - 1, depth + 1);
-        low = middle + 1;
-        ++depth;
-    }
-}
-
-Entries InFileOrder(const Entries& sorted) {
-    std::vector<std::vector<std::size_t>> levels;
-    Level(levels, 0, static_cast<std::ptrdiff_t>(sorted.size()) - 1, 0);
-    Entries ordered;
-    for (const auto& level : levels) {
-        for (const std::size_t position : level) {
-            ordered.push_back(sorted[position]);
-        }
-    }
-    return ordered;
 }
 
 // From the services.
@@ -409,55 +389,12 @@ TEST_F(ShiftJisToJisTest, ACountLargerThanTheDataIsRefusedWithAMessage) {
     }
 }
 
-// Everything that can be done with a table of these bytes, as the slow one has it.
-void UseAll(ShiftJisToJis& table, const Slow& slow, std::string_view more) {
-    const std::set<unsigned> firstBytes = FirstBytes(table);
-    for (unsigned byte = 0; byte < 0x100; ++byte) {
-        const ExactBuffer<char> text(std::size_t{1}, static_cast<char>(byte));
-        ASSERT_EQ(table.IsLeadingByte(static_cast<char>(byte)), slow.isFirstByte[byte]) << byte;
-        ASSERT_EQ(table.GetNumberOfBytesInThisCharacter(text.Get()), slow.isFirstByte[byte] ? 2u : 1u);
-    }
-    std::string whole = "a";
-    for (const auto& [key, character] : slow.map) {
-        const char pair[] = {static_cast<char>(key >> 8), static_cast<char>(key)};
-        ASSERT_EQ(Convert(table, std::string_view(pair, 2), 0), slow.Convert({pair, 2}, 0)) << key;
-        if (character.valid != 0 && whole.size() < 500) {
-            whole.append(pair, 2);
-        }
-    }
-    for (const std::string& text : {whole, whole + std::string(more), std::string(more)}) {
-        for (const unsigned blockSize : {0u, 1u, 8u, 9u, 15u, 0xFFFFFFFFu}) {
-            ASSERT_EQ(Convert(table, text, blockSize), slow.Convert(text, blockSize)) << blockSize;
-        }
-    }
-}
-
-// Reads bytes into an empty table and uses it, whether they are taken or not.
-void ReadAndUse(const Pointer& table, const std::string& bytes, std::string_view more) {
-    const auto entries = Parse(bytes);
-    ASSERT_EQ(Accepts(*table, bytes), entries.has_value());
-    if (entries) {
-        Slow slow;
-        slow.isLeadByte = CodePageSources::Get(932).isLeadByte;
-        slow.Read(*entries);
-        UseAll(*table, slow, more);
-        ASSERT_TRUE(Written(*table) == File(InFileOrder(Entries(slow.map.begin(), slow.map.end()))));
-    } else {
-        const auto held = Parse(Written(*table));
-        ASSERT_TRUE(held);
-        for (const auto& [key, character] : *held) {
-            const char pair[] = {static_cast<char>(key >> 8), static_cast<char>(key)};
-            Convert(*table, {pair, 2}, 0);
-        }
-    }
-}
-
 TEST_F(ShiftJisToJisTest, AFileCutOffAtEveryByteIsRefusedAndTheTableStaysUsable) {
     const std::string file = File(oddEntries);
     for (std::size_t length = 0; length < file.size(); ++length) {
         const Pointer table = MakeFrom(File({}));
         EXPECT_FALSE(Accepts(*table, file.substr(0, length))) << length;
-        ReadAndUse(table, file.substr(0, length), file);
+        ReadAndUse(file.substr(0, length), file);
         Load(*table, file);
         EXPECT_EQ(Written(*table), File(InFileOrder(oddEntries))) << length;
     }
@@ -479,7 +416,7 @@ TEST_F(ShiftJisToJisTest, DamagedRealFilesConvertAsTheSlowTable) {
         }
         damaged.resize(std::min<std::size_t>(damaged.size(), 4 + 6 * (500 + random() % 100)));
         damaged.replace(0, 4, SerializedTables::Unsigned32(random() % 700));
-        ASSERT_NO_FATAL_FAILURE(ReadAndUse(MakeFrom(File({})), damaged, "\x82\xA0\x81")) << round;
+        ReadAndUse(damaged, "\x82\xA0\x81");
     }
 }
 
@@ -490,7 +427,7 @@ TEST_F(ShiftJisToJisTest, RandomFilesConvertAsTheSlowTable) {
         for (auto count = random() % 80; count > 0; --count) {
             bytes.push_back(static_cast<char>(random() % 3 == 0 ? random() : 0x81 * (random() % 2)));
         }
-        ASSERT_NO_FATAL_FAILURE(ReadAndUse(MakeFrom(File({})), bytes, bytes)) << round;
+        ReadAndUse(bytes, bytes);
     }
 }
 

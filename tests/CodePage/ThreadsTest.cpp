@@ -5,6 +5,7 @@
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/IANAInfo.h"
 #include "CodePage/Initializer.h"
+#include "CodePage/Private/Core/ModuleState.h"
 #include "CodePage/ShiftJisToJis.h"
 #include "KSerialization/Streams.h"
 #include "MarkedTables.h"
@@ -15,10 +16,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
+#include <pthread.h>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <time.h>
 #include <vector>
 
 namespace {
@@ -373,6 +378,41 @@ TEST(ThreadsTest, CodePage12AndItsTableMayBothBeTheFirstRequestOnSeveralThreads)
             });
         }
     }
+}
+
+// The processor time of a thread.
+std::chrono::nanoseconds TimeOf(std::thread& thread) {
+    clockid_t clock{};
+    timespec time{};
+    if (pthread_getcpuclockid(thread.native_handle(), &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("a thread's time cannot be told");
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+TEST(ThreadsTest, AShiftJisToJisTableThatWasBegunBeforeAFlushServesItsCallerAlone) {
+    const TimeLimit limit("a table that is begun before a flush");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    // As if somebody made a code page: everybody else who needs one waits busily.
+    ModuleState& state = GetModuleState();
+    const auto setCreating = [&](bool creating) {
+        const KSynch::ScopedCriticalSection hold(*state.cacheLock);
+        state.creating = creating;
+    };
+    setCreating(true);
+    KBase::ReturnPtrI<ShiftJisToJis> begunBefore;
+    std::thread maker([&] { begunBefore = ShiftJisToJis::InstanceReference(); });
+    while (TimeOf(maker) < std::chrono::milliseconds(200)) {
+        std::this_thread::yield();
+    }
+    ShiftJisToJis::Flush();
+    setCreating(false);
+    maker.join();
+    EXPECT_EQ(begunBefore->AddRef(), 2); // its caller's and this one
+    EXPECT_EQ(begunBefore->Release(), 1);
+    EXPECT_TRUE(begunBefore->IsLeadingByte('!'));
+    EXPECT_NE(ShiftJisToJis::Instance(), begunBefore.Get());
 }
 
 // A code page is made of what one base path has, even if the path changes under it.

@@ -152,10 +152,7 @@ private:
             Finish(); // what came before stands as a text
             return;
         }
-        TextSubstitutions::Count& count = substitutions.ofKind[static_cast<std::size_t>(step.failure)];
-        if (count.count++ == 0) {
-            count.first = found;
-        }
+        substitutions.Add(found);
         pendingLength = codec.Substitute(step, pending);
         offset += step.consumed;
     }
