@@ -372,7 +372,7 @@ TEST_F(JisConversionTest, CodePage12BelowABlockOf9TakesOneByteCharactersOnly) {
 std::string ShiftJisOf(unsigned row, unsigned cell) {
     const unsigned lead = (row - 1) / 2 + 0x81;
     unsigned trail = row % 2 == 1 ? cell + 0x3F : cell + 0x9E;
-    trail += row % 2 == 1 && trail >= 0x7F ? 1 : 0;
+    trail += row % 2 == 1 && trail >= 0x7F ? 1u : 0u;
     return {static_cast<char>(lead > 0x9F ? lead + 0x40 : lead), static_cast<char>(trail)};
 }
 

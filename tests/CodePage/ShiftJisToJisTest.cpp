@@ -471,7 +471,9 @@ TEST_F(ShiftJisToJisTest, ACopyCountsFromZeroAndAssignmentLeavesTheCount) {
     EXPECT_EQ(copy->Release(), 1);
     EXPECT_EQ(copy->Release(), 0);
     EXPECT_EQ(table->Release(), 1);
-    EXPECT_EQ((new ShiftJisToJis)->AddRef(), 1);
+    auto* const made = new ShiftJisToJis;
+    EXPECT_EQ(made->AddRef(), 1);
+    EXPECT_EQ(made->Release(), 0);
 }
 
 TEST_F(ShiftJisToJisTest, AssignmentToItselfKeepsTheTable) {

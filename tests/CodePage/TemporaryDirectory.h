@@ -1,13 +1,13 @@
-// TemporaryDirectory: an empty directory that goes, with all it holds, at the end of a test.
+// Temporary directories whose paths can be base paths, and working directories.
 
 #pragma once
 
+#include "FileSystem/TemporaryDirectory.h"
 #include "KBase/WideString.h"
 
-#include <cstdlib>
 #include <filesystem>
-#include <stdexcept>
 #include <string>
+#include <system_error>
 
 namespace CodePageTests {
 
@@ -19,27 +19,10 @@ inline KBase::WideString Widen(const std::string& ascii) {
     return wide;
 }
 
-class TemporaryDirectory {
+class TemporaryDirectory : public TestFiles::TemporaryDirectory {
 public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "kcodepage-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no temporary directory");
-        }
-        path = name;
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete; // one directory, one removal
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-
-    const std::filesystem::path& Path() const noexcept { return path; }
-    KBase::WideString Wide() const { return Widen(path.string()); }
-
-private:
-    std::filesystem::path path;
+    const std::filesystem::path& Path() const noexcept { return Native(); }
+    KBase::WideString Wide() const { return Widen(Path().string()); }
 };
 
 // Makes a directory the current one for as long as it lives.

@@ -423,7 +423,7 @@ TEST(ThreadsTest, ABasePathThatGoesBackAndForthBetweenGoodOnesNeverFailsARequest
     WriteTables(directory.Path());
     const KBase::WideString tables = directory.Wide();
     Crowd crowd;
-    crowd.Run(60, [&](int thread, int round) {
+    crowd.Run(25, [&](int thread, int round) {
         if (thread == 0) {
             SetBasePath(round % 2 == 0 ? u"UseWindowsAPI"_w.Get() : tables.c_str());
             return;

@@ -4,6 +4,7 @@
 #include "FileSystem/TemporaryFiles.h"
 #include "OperatingSystem/Directories.h"
 
+#include <chrono>
 #include <thread>
 
 namespace KFileSystem {

@@ -1,20 +1,18 @@
-// A directory of its own for each test, removed afterwards with everything in it, and texts in UTF-16.
+// A directory of its own for each test, with paths and texts in UTF-16.
 
 #pragma once
 
+#include "FileSystem/TemporaryDirectory.h"
 #include "KBase/UTF8Routines.h"
 #include "KBase/WideString.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace FileTests {
 
@@ -40,34 +38,14 @@ inline WideString WidePath(const std::filesystem::path& path) {
     return wide;
 }
 
-class TestDirectory {
+class TestDirectory : public TestFiles::TemporaryDirectory {
 public:
-    TestDirectory() {
-        static std::atomic<unsigned> counter{0};
-        for (;;) {
-            const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-            directory = std::filesystem::temp_directory_path() /
-                        ("kfs" + std::to_string(now) + "-" + std::to_string(++counter));
-            if (std::filesystem::create_directory(directory)) {
-                return;
-            }
-        }
-    }
-
-    TestDirectory(const TestDirectory&) = delete;
-    TestDirectory& operator=(const TestDirectory&) = delete;
-
-    ~TestDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(directory, ignored);
-    }
-
-    const std::filesystem::path& Native() const { return directory; }
+    using TestFiles::TemporaryDirectory::Native;
     std::filesystem::path Native(std::u16string_view name) const {
-        return directory / std::filesystem::path(name);
+        return Native() / std::filesystem::path(name);
     }
 
-    WideString Path() const { return WidePath(directory); }
+    WideString Path() const { return WidePath(Native()); }
     WideString Path(std::u16string_view name) const { return Path() + Wide(u"\\") + Wide(name); }
 
     // Makes a file with these bytes and returns its path.
@@ -82,9 +60,6 @@ public:
     }
 
     bool Exists(std::u16string_view name) const { return std::filesystem::exists(Native(name)); }
-
-private:
-    std::filesystem::path directory;
 };
 
 class FileTest : public ::testing::Test {

@@ -716,7 +716,8 @@ TEST_F(PosixDoor, ASetUserIdProcessTrustsNoEnvironment) {
     const Variable variable("KCODEPAGE_TEST", "abc");
     const std::string copy = directory.Native(u"copy").string();
     std::filesystem::copy_file("/proc/self/exe", copy);
-    ASSERT_EQ(0, ::chown(copy.c_str(), 65533, 65533)); // of no power either
+    ASSERT_EQ(0, ::chmod(directory.Native().c_str(), 0755)); // a way in for the other user
+    ASSERT_EQ(0, ::chown(copy.c_str(), 65533, 65533));       // of no power either
     ASSERT_EQ(0, ::chmod(copy.c_str(), 04755));
     EXPECT_EQ(0, ResultOfChild([&] {
                   if (::setresuid(65534, 65534, 65534) != 0) {

@@ -1,9 +1,10 @@
-// Files for tests of the command: reading and writing them whole, and a directory that goes at the end.
+// Files for tests of the command: reading and writing them whole, and temporary directories of them.
 
 #pragma once
 
+#include "FileSystem/TemporaryDirectory.h"
+
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -28,27 +29,10 @@ inline void WriteFile(const std::filesystem::path& path, const std::string& byte
     }
 }
 
-class Directory {
+class Directory : public TestFiles::TemporaryDirectory {
 public:
-    Directory() {
-        std::string name = (std::filesystem::temp_directory_path() / "kcodepage-tool-XXXXXX").string();
-        if (mkdtemp(name.data()) == nullptr) {
-            throw std::runtime_error("no temporary directory");
-        }
-        path = name;
-    }
-    Directory(const Directory&) = delete; // one directory, one removal
-    Directory& operator=(const Directory&) = delete;
-    ~Directory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-
-    std::filesystem::path operator/(const std::string& name) const { return path / name; }
-    std::string Name() const { return path.string(); }
-
-private:
-    std::filesystem::path path;
+    std::filesystem::path operator/(const std::string& name) const { return Native() / name; }
+    std::string Name() const { return Native().string(); }
 };
 
 // The names of what a directory holds, sorted.
