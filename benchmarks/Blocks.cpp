@@ -2,6 +2,7 @@
 
 #include "CodePage/CodePageRegistry.h"
 #include "Groups.h"
+#include "Peers.h"
 
 #include <stdexcept>
 
@@ -13,7 +14,8 @@ namespace {
 
 constexpr unsigned blockSize = 4096;
 
-void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const KBase::WideString& text) {
+void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
+                  const KBase::WideString& text) {
     Register("blocks-encode/" + name + "/whole", BytesIn(text), 1, [number, &text] {
         return [page = KCodePage::GetCodePageReference(number), &text] {
             benchmark::DoNotOptimize(page->ConvertToMultiByte(text.data(), Length(text.size()),
@@ -34,16 +36,27 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const KB
             }
         };
     });
+    Register("blocks-encode/" + name + "/icu", BytesIn(text), 1, [charset, &text] {
+        return [icu = IcuConverter(charset), &text]() mutable {
+            KBase::WideView rest = text;
+            for (bool more = true; more;) {
+                const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
+                std::size_t size = 0;
+                more = icu.EncodePiece(rest, {block.get(), blockSize}, size, true);
+                benchmark::DoNotOptimize(block.get());
+            }
+        };
+    });
 }
 
 } // namespace
 
 void RegisterBlocks(const std::vector<Text>& texts) {
     for (const Text& text : texts) {
-        RegisterPage(text.name, text.page->number, text.units);
-        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, text.units);
+        RegisterPage(text.name, text.page->number, text.page->icu, text.units);
+        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.units);
         if (text.page->number == KCodePage::SHIFT_JIS) {
-            RegisterPage("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, text.jisUnits);
+            RegisterPage("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP", text.jisUnits);
         }
     }
 }

@@ -39,18 +39,32 @@ auto EncodeLines(const Text& text) {
     };
 }
 
-void RegisterDecoding(const Text& text) {
-    const auto measure = [&](const char* side, auto make) {
-        Register("lines-decode/" + text.name + side, text.bytes.size(), text.lines.size(), make);
-    };
-    measure("/kcodepage", DecodeLines(text));
-    measure("/icu", [&text] {
+auto DecodeLinesWithIcu(const Text& text) {
+    return [&text] {
         return [icu = IcuConverter(text.page->icu), &text]() mutable {
             for (const std::string& line : text.lines) {
                 benchmark::DoNotOptimize(icu.Decode(line).bytes.get());
             }
         };
-    });
+    };
+}
+
+auto EncodeLinesWithIcu(const Text& text) {
+    return [&text] {
+        return [icu = IcuConverter(text.page->icu), &text]() mutable {
+            for (const KBase::WideString& line : text.wideLines) {
+                benchmark::DoNotOptimize(icu.Encode(line).bytes.get());
+            }
+        };
+    };
+}
+
+void RegisterDecoding(const Text& text) {
+    const auto measure = [&](const char* side, auto make) {
+        Register("lines-decode/" + text.name + side, text.bytes.size(), text.lines.size(), make);
+    };
+    measure("/kcodepage", DecodeLines(text));
+    measure("/icu", DecodeLinesWithIcu(text));
     measure("/iconv", [&text] {
         return [iconv = std::make_unique<IconvConverter>(text.page->iconv, iconvUTF16), &text] {
             for (const std::string& line : text.lines) {
@@ -72,13 +86,7 @@ void RegisterEncoding(const Text& text) {
         Register("lines-encode/" + text.name + side, BytesIn(text.units), text.lines.size(), make);
     };
     measure("/kcodepage", EncodeLines(text));
-    measure("/icu", [&text] {
-        return [icu = IcuConverter(text.page->icu), &text]() mutable {
-            for (const KBase::WideString& line : text.wideLines) {
-                benchmark::DoNotOptimize(icu.Encode(line).bytes.get());
-            }
-        };
-    });
+    measure("/icu", EncodeLinesWithIcu(text));
     measure("/iconv", [&text] {
         return [iconv = std::make_unique<IconvConverter>(iconvUTF16, text.page->iconv), &text] {
             for (const KBase::WideString& line : text.wideLines) {
@@ -112,14 +120,16 @@ void RegisterThreads(const std::vector<Text>& texts) {
         if (std::find(somePages.begin(), somePages.end(), text.page->number) == somePages.end()) {
             continue;
         }
-        const auto measure = [&](const std::string& way, auto make) {
-            Register("threads-" + way + "/" + text.name + "/kcodepage", 0, text.lines.size(), make)
+        const auto measure = [&](const std::string& way, const char* side, auto make) {
+            Register("threads-" + way + "/" + text.name + side, 0, text.lines.size(), make)
                 ->DenseThreadRange(1, 4)
                 ->MinTime(longerTime) // starting the threads counts too
                 ->UseRealTime();
         };
-        measure("decode", DecodeLines(text));
-        measure("encode", EncodeLines(text));
+        measure("decode", "/kcodepage", DecodeLines(text));
+        measure("decode", "/icu", DecodeLinesWithIcu(text)); // a converter for each thread
+        measure("encode", "/kcodepage", EncodeLines(text));
+        measure("encode", "/icu", EncodeLinesWithIcu(text));
     }
 }
 

@@ -29,6 +29,14 @@ void Check(UErrorCode status, const char* operation) {
     }
 }
 
+bool WantsRoom(UErrorCode status, const char* operation) {
+    if (status == U_BUFFER_OVERFLOW_ERROR) {
+        return true;
+    }
+    Check(status, operation);
+    return false;
+}
+
 } // namespace
 
 void IcuConverter::Closer::operator()(UConverter* closed) const noexcept {
@@ -44,28 +52,39 @@ IcuConverter::IcuConverter(const char* charset) {
 FreshText IcuConverter::Decode(std::string_view text) {
     // No charset measured here gives more code units than it has bytes.
     FreshText result = Room(text.size() * sizeof(UChar));
-    UErrorCode status = U_ZERO_ERROR;
-    auto* const begin = reinterpret_cast<UChar*>(result.bytes.get());
-    UChar* to = begin;
-    const char* from = text.data();
-    ucnv_toUnicode(converter.get(), &to, begin + text.size(), &from, from + text.size(), nullptr, true,
-                   &status);
-    Check(status, "ucnv_toUnicode");
-    result.size = static_cast<std::size_t>(to - begin) * sizeof(UChar);
+    std::size_t size = 0;
+    DecodePiece(text, {reinterpret_cast<UChar*>(result.bytes.get()), text.size()}, size, true);
+    result.size = size * sizeof(UChar);
     return result;
 }
 
 FreshText IcuConverter::Encode(KBase::WideView text) {
     const auto perUnit = static_cast<std::size_t>(ucnv_getMaxCharSize(converter.get()));
     FreshText result = Room((text.size() + 10) * perUnit);
-    UErrorCode status = U_ZERO_ERROR;
-    char* to = result.bytes.get();
-    const UChar* from = text.data();
-    ucnv_fromUnicode(converter.get(), &to, to + result.size, &from, from + text.size(), nullptr, true,
-                     &status);
-    Check(status, "ucnv_fromUnicode");
-    result.size = static_cast<std::size_t>(to - result.bytes.get());
+    EncodePiece(text, {result.bytes.get(), result.size}, result.size, true);
     return result;
+}
+
+bool IcuConverter::DecodePiece(std::string_view& text, std::span<KBase::wchar16> room, std::size_t& size,
+                               bool end) {
+    UErrorCode status = U_ZERO_ERROR;
+    UChar* to = room.data();
+    const char* from = text.data();
+    ucnv_toUnicode(converter.get(), &to, to + room.size(), &from, from + text.size(), nullptr, end, &status);
+    size = static_cast<std::size_t>(to - room.data());
+    text.remove_prefix(static_cast<std::size_t>(from - text.data()));
+    return WantsRoom(status, "ucnv_toUnicode");
+}
+
+bool IcuConverter::EncodePiece(KBase::WideView& text, std::span<char> room, std::size_t& size, bool end) {
+    UErrorCode status = U_ZERO_ERROR;
+    char* to = room.data();
+    const UChar* from = text.data();
+    ucnv_fromUnicode(converter.get(), &to, to + room.size(), &from, from + text.size(), nullptr, end,
+                     &status);
+    size = static_cast<std::size_t>(to - room.data());
+    text.remove_prefix(static_cast<std::size_t>(from - text.data()));
+    return WantsRoom(status, "ucnv_fromUnicode");
 }
 
 std::string IcuVersion() {

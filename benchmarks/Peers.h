@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -32,6 +33,11 @@ public:
 
     FreshText Decode(std::string_view text);
     FreshText Encode(KBase::WideView text);
+
+    // The same piece by piece. Each takes what it can of `text`, sets `size` to the units written to `room`,
+    // and returns whether it wants more room. `end`: nothing follows this text.
+    bool DecodePiece(std::string_view& text, std::span<KBase::wchar16> room, std::size_t& size, bool end);
+    bool EncodePiece(KBase::WideView& text, std::span<char> room, std::size_t& size, bool end);
 
 private:
     struct Closer {

@@ -5,6 +5,7 @@
 #include "CodePage/TextDecoder.h"
 #include "CodePage/TextEncoder.h"
 #include "Groups.h"
+#include "Peers.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -33,8 +34,23 @@ void Convert(Converter& converter, std::span<const In> text, std::vector<Out>& b
     }
 }
 
-void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const std::string& bytes,
-                  const KBase::WideString& units) {
+template <class View, class Out, class ConvertPiece>
+void ConvertWithIcu(View text, std::vector<Out>& buffer, ConvertPiece convertPiece) {
+    constexpr std::size_t chunk = chunkBytes / sizeof(typename View::value_type);
+    while (!text.empty()) {
+        View piece = text.substr(0, chunk);
+        text.remove_prefix(piece.size());
+        std::size_t size = 0;
+        if (convertPiece(piece, std::span<Out>(buffer), size, text.empty())) {
+            throw std::runtime_error("the stream stopped early");
+        }
+        benchmark::DoNotOptimize(buffer.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
+                  const std::string& bytes, const KBase::WideString& units) {
     Register("stream-decode/" + name + "/whole", bytes.size(), 1, [number, &bytes] {
         return [page = KCodePage::GetCodePageReference(number), &bytes] {
             benchmark::DoNotOptimize(page->ConvertToUnicode(bytes.data(), Length(bytes.size()),
@@ -45,6 +61,14 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const st
         return [decoder = KCodePage::TextDecoder(number), &bytes,
                 buffer = std::vector<KBase::wchar16>(chunkBytes + 16)]() mutable {
             Convert(decoder, std::span<const char>(bytes), buffer);
+        };
+    });
+    Register("stream-decode/" + name + "/icu", bytes.size(), 1, [charset, &bytes] {
+        return [icu = IcuConverter(charset), &bytes,
+                buffer = std::vector<KBase::wchar16>(chunkBytes + 16)]() mutable {
+            ConvertWithIcu(std::string_view(bytes), buffer, [&icu](auto&&... piece) {
+                return icu.DecodePiece(std::forward<decltype(piece)>(piece)...);
+            });
         };
     });
     Register("stream-encode/" + name + "/whole", BytesIn(units), 1, [number, &units] {
@@ -59,14 +83,21 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const st
             Convert(encoder, std::span<const KBase::wchar16>(units), buffer);
         };
     });
+    Register("stream-encode/" + name + "/icu", BytesIn(units), 1, [charset, &units] {
+        return [icu = IcuConverter(charset), &units, buffer = std::vector<char>(2 * chunkBytes)]() mutable {
+            ConvertWithIcu(KBase::WideView(units), buffer, [&icu](auto&&... piece) {
+                return icu.EncodePiece(std::forward<decltype(piece)>(piece)...);
+            });
+        };
+    });
 }
 
 } // namespace
 
 void RegisterStreams(const std::vector<Text>& texts) {
     for (const Text& text : texts) {
-        RegisterPage(text.name, text.page->number, text.bytes, text.units);
-        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, text.utf8, text.units);
+        RegisterPage(text.name, text.page->number, text.page->icu, text.bytes, text.units);
+        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.utf8, text.units);
     }
 }
 

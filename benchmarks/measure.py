@@ -71,6 +71,16 @@ def environment(level):
     return result
 
 
+def command_line(arguments):
+    """What to type to measure the same again, without the paths of this machine."""
+    words = ["scripts/benchmark"]
+    words += [f"--{name}" for name in ("quick", "least", "targets", "docs") if getattr(arguments, name)]
+    for name in ("kernels", "filter"):
+        if getattr(arguments, name):
+            words += [f"--{name}", getattr(arguments, name)]
+    return shlex.join(words)
+
+
 def gather_texts():
     texts = os.path.join(ROOT, "build", "texts")
     if not os.path.isdir(os.path.join(texts, "bench")):
@@ -141,7 +151,7 @@ def measure_cold(arguments, directory):
                 run = subprocess.run([os.path.join(BUILD, "benchmarks", "ColdStart"), page, base],
                                      capture_output=True, text=True, check=False)
                 if run.returncode != 0:
-                    failures["cold/" + page] = run.stderr.strip()
+                    failures["cold/" + page] = run.stderr.partition("\n")[0] # what follows has a path
                 else:
                     results.setdefault(route, {}).setdefault(page, []).append(list(map(int, run.stdout.split())))
     return {route: {page: [middle(arguments)(column) for column in zip(*rows)] for page, rows in pages.items()}
@@ -210,7 +220,7 @@ def describe_machine(context):
                if flag in flags]
     family = re.findall(r"^(?:cpu family|model)\s*:\s*(\d+)", open("/proc/cpuinfo", encoding="utf-8").read(), re.M)
     return {"processor": f"{processor} (family {'.'.join(family[:2])}, {os.cpu_count()} cores; {' '.join(vectors)})",
-            "system": f"{platform.system()} {platform.release()}, {' '.join(platform.libc_ver())}",
+            "system": f"{platform.system()} {'.'.join(platform.release().split('.')[:2])}, {' '.join(platform.libc_ver())}",
             "compiler": context.get("compiler", ""), "icu": context.get("icu", ""),
             "load": context.get("load_avg", [])}
 
@@ -219,7 +229,7 @@ def main():
     arguments = parse_arguments()
     texts = arguments.texts or gather_texts()
     results = {"date": datetime.datetime.now(datetime.timezone.utc).strftime("%Y-%m-%d %H:%M UTC"),
-               "command": "scripts/benchmark " + shlex.join(sys.argv[1:]), "cold": {}, "programs": {}}
+               "command": command_line(arguments), "cold": {}, "programs": {}}
     results["levels"], context, results["failures"] = measure_conversions(arguments, texts)
     results["machine"] = describe_machine(context)
     results["texts"] = {key.removeprefix("text "): value for key, value in context.items() if key.startswith("text ")}

@@ -82,5 +82,5 @@ def write(path, results):
                            'font-weight="bold"'))
         file.write(text_at(12, 40, machine["processor"], 10))
         file.write(text_at(12, 54, f"{machine['system']}; compiler {machine['compiler']}; ICU {machine['icu']}; "
-                           f"{results['date']}; {results['command'].strip()}", 10))
+                           f"{results['date']}; {results['command']}", 10))
         file.write(legend + labels + decode + encode + "</svg>\n")

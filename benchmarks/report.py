@@ -134,7 +134,9 @@ def shares_table(results, title, group):
     if not shares:
         return ""
     worst = min(shares, key=shares.get)
-    return row_of([title, number(mean(shares.values())), number(shares[worst]), worst])
+    over = ratios(medians, group, "all").values()
+    return row_of([title, number(mean(shares.values())), number(shares[worst]), worst,
+                   number(mean(over)) if over else "", number(min(over)) if over else ""])
 
 
 def threads_table(results):
@@ -152,12 +154,13 @@ def threads_table(results):
                 cells.append(number(several and several.over(one)))
             several = row.get("kcodepage:4")
             cells.append(number(several and several.iteration() / one.iteration()))
+            cells.append(number(ratio(row, "icu:4", "kcodepage:4")))
             text += row_of(cells)
     if not text:
         return ""
     return ("**Threads**, short lines on one shared object: ns per line with one thread, the rate of 2, 3 and 4 threads "
-            "over it, processor time per line of 4 threads over that of one\n\n"
-            + row_of(["text", "1", "2", "3", "4", "processor time"]) + row_of(["---"] + ["---:"] * 5) + text + "\n")
+            "over it, processor time per line of 4 threads over that of one, and 4 threads over 4 of ICU, a converter each\n\n"
+            + row_of(["text", "1", "2", "3", "4", "processor time", "over ICU"]) + row_of(["---"] + ["---:"] * 6) + text + "\n")
 
 
 def cold_table(results):
@@ -191,15 +194,16 @@ def programs_table(results):
 def tables(results):
     machine = results["machine"]
     text = (f"{machine['processor']}; {machine['system']}; {machine['compiler']}; ICU {machine['icu']}; "
-            f"{results['date']}; `{results['command'].strip()}`\n\n")
+            f"{results['date']}; `{results['command']}`\n\n")
     for title, group, of, unit in TABLES:
         text += table(results, title, group, of, unit)
     shares = "".join(shares_table(results, title, group) for title, group in (
         ("encode in blocks of 4 KiB", "blocks-encode"), ("TextDecoder in chunks of 64 KiB", "stream-decode"),
         ("TextEncoder in chunks of 64 KiB", "stream-encode")))
     if shares:
-        text += ("**Pieces**, share of the speed of one call\n\n" + row_of(["", "geometric mean", "worst", "of"])
-                 + row_of(["---", "---:", "---:", "---"]) + shares + "\n")
+        text += ("**Pieces**, share of the speed of one call\n\n" + row_of(["", "geometric mean", "worst", "of",
+                                                                                     "over ICU in pieces", "worst"])
+                 + row_of(["---", "---:", "---:", "---", "---:", "---:"]) + shares + "\n")
     return text + threads_table(results) + cold_table(results) + programs_table(results)
 
 

@@ -28,6 +28,13 @@ KCODEPAGE_EXPORT ReturnString WideCharToUTF8(const wchar16* text, bool substitut
 KCODEPAGE_EXPORT ReturnString WideCharToUTF8UsingLength(const wchar16* text, std::size_t length,
                                                         bool substitute);
 
+// The same into a buffer of the caller's. Return the number of units written.
+// Requires: room for `length` code units, and for 3 * `length` bytes.
+KCODEPAGE_EXPORT std::size_t UTF8ToWideCharInto(const char* text, std::size_t length, wchar16* output,
+                                                bool substitute);
+KCODEPAGE_EXPORT std::size_t WideCharToUTF8Into(const wchar16* text, std::size_t length, char* output,
+                                                bool substitute);
+
 // Whether `byte` opens a sequence of two or more bytes.
 KCODEPAGE_EXPORT bool UTF8IsLeadingByte(char byte) noexcept;
 

@@ -1,4 +1,5 @@
 #include "Kernels/Levels.h"
+#include "Kernels/UTF8Loops.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -56,6 +57,24 @@ const Loops& LoopsOf(Level level) noexcept {
     }
 }
 
+// Plainly, everything is left to the caller.
+constinit const UTF8Loops plainUTF8Loops = {nullptr, nullptr, nullptr};
+
+const UTF8Loops& UTF8LoopsOf(Level level) noexcept {
+    switch (level) {
+#ifdef KCODEPAGE_KERNELS_X86_64
+    case Level::Avx512:
+        return avx512UTF8Loops;
+    case Level::Avx2:
+        return avx2UTF8Loops;
+    case Level::Sse2:
+        return sse2UTF8Loops;
+#endif
+    default:
+        return plainUTF8Loops;
+    }
+}
+
 } // namespace
 
 const Loops& Chosen() noexcept {
@@ -65,6 +84,15 @@ const Loops& Chosen() noexcept {
 
 const Loops* OfLevel(Level level) noexcept {
     return level <= HighestLevel() ? &LoopsOf(level) : nullptr;
+}
+
+const UTF8Loops& ChosenUTF8() noexcept {
+    static const UTF8Loops& chosen = UTF8LoopsOf(ChosenLevel());
+    return chosen;
+}
+
+const UTF8Loops* UTF8OfLevel(Level level) noexcept {
+    return level <= HighestLevel() ? &UTF8LoopsOf(level) : nullptr;
 }
 
 } // namespace Kernels

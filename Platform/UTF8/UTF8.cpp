@@ -1,5 +1,6 @@
 #include "UTF8/UTF8.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 
@@ -35,25 +36,10 @@ bool IsSecondByte(unsigned first, unsigned second) noexcept {
     }
 }
 
-} // namespace
-
-unsigned SequenceLength(unsigned char byte) noexcept {
-    if (byte >= 0xC2 && byte <= 0xDF) {
-        return 2;
-    }
-    if (byte >= 0xE0 && byte <= 0xEF) {
-        return 3;
-    }
-    if (byte >= 0xF0 && byte <= 0xF4) {
-        return 4;
-    }
-    return 1;
-}
-
-Result Decode(const char* input, std::size_t length, wchar16* output, std::size_t capacity) noexcept {
-    std::size_t in = 0;
-    std::size_t out = 0;
-    while (in < length) {
+// Goes on decoding at `in` and `out` until at least `until`, plainly: this says what is right.
+Result DecodePlainly(std::size_t in, std::size_t out, std::size_t until, const char* input,
+                     std::size_t length, wchar16* output, std::size_t capacity) noexcept {
+    while (in < until) {
         while (length - in >= 8 && capacity - out >= 8) {
             std::uint64_t block = 0;
             std::memcpy(&block, input + in, 8);
@@ -107,14 +93,14 @@ Result Decode(const char* input, std::size_t length, wchar16* output, std::size_
     return {in, out, Stop::InputUsedUp, 0};
 }
 
-Result Encode(const wchar16* input, std::size_t length, char* output, std::size_t capacity) noexcept {
-    std::size_t in = 0;
-    std::size_t out = 0;
+template <bool singly>
+Result EncodePlainly(std::size_t in, std::size_t out, std::size_t until, const wchar16* input,
+                     std::size_t length, char* output, std::size_t capacity) noexcept {
     const auto put = [&](std::uint32_t byte) {
         output[out++] = static_cast<char>(byte);
     };
-    while (in < length) {
-        while (length - in >= 4 && capacity - out >= 4) {
+    while (in < until) {
+        while (!singly && length - in >= 4 && capacity - out >= 4) {
             std::uint64_t block = 0;
             std::memcpy(&block, input + in, 8);
             if ((block & nonASCIIUnits) != 0) {
@@ -131,6 +117,9 @@ Result Encode(const wchar16* input, std::size_t length, char* output, std::size_
         }
         std::uint32_t character = input[in];
         std::size_t units = 1;
+        if (singly && (character == 0 || IsLeadingSurrogate(character))) {
+            return {in, out, Stop::IllFormed, 1};
+        }
         if (IsLeadingSurrogate(character)) {
             if (in + 1 == length) {
                 return {in, out, Stop::CutOff, 1};
@@ -174,6 +163,77 @@ Result Encode(const wchar16* input, std::size_t length, char* output, std::size_
         in += units;
     }
     return {in, out, Stop::InputUsedUp, 0};
+}
+
+// Units that are converted plainly where a loop stopped, before it is tried again.
+constexpr std::size_t plainStretch = 16;
+
+// Lets the loop and the plain conversion take turns.
+template <class Loop, class Input, class Output, class Plainly, class LoopInput, class LoopOutput>
+Result TakeTurns(Loop* loop, const LoopInput* loopInput, LoopOutput* loopOutput, Plainly plainly,
+                 const Input* input, std::size_t length, Output* output, std::size_t capacity) noexcept {
+    std::size_t in = 0;
+    std::size_t out = 0;
+    for (;;) {
+        std::size_t until = length;
+        if (loop != nullptr) {
+            const Kernels::Run run = loop(loopInput + in, length - in, loopOutput + out, capacity - out);
+            in += run.consumed;
+            out += run.written;
+            until = std::min(length, in + plainStretch);
+        }
+        const Result result = plainly(in, out, until, input, length, output, capacity);
+        if (result.stop != Stop::InputUsedUp || result.consumed == length) {
+            return result;
+        }
+        in = result.consumed;
+        out = result.written;
+    }
+}
+
+} // namespace
+
+unsigned SequenceLength(unsigned char byte) noexcept {
+    if (byte >= 0xC2 && byte <= 0xDF) {
+        return 2;
+    }
+    if (byte >= 0xE0 && byte <= 0xEF) {
+        return 3;
+    }
+    if (byte >= 0xF0 && byte <= 0xF4) {
+        return 4;
+    }
+    return 1;
+}
+
+Result Decode(const Kernels::UTF8Loops& loops, const char* input, std::size_t length, wchar16* output,
+              std::size_t capacity) noexcept {
+    return TakeTurns(loops.decode, reinterpret_cast<const unsigned char*>(input), output, DecodePlainly,
+                     input, length, output, capacity);
+}
+
+Result Encode(const Kernels::UTF8Loops& loops, const wchar16* input, std::size_t length, char* output,
+              std::size_t capacity) noexcept {
+    return TakeTurns(loops.encode, input, reinterpret_cast<unsigned char*>(output), EncodePlainly<false>,
+                     input, length, output, capacity);
+}
+
+Result EncodeSingly(const Kernels::UTF8Loops& loops, const wchar16* input, std::size_t length, char* output,
+                    std::size_t capacity) noexcept {
+    return TakeTurns(loops.encodeSingly, input, reinterpret_cast<unsigned char*>(output), EncodePlainly<true>,
+                     input, length, output, capacity);
+}
+
+Result Decode(const char* input, std::size_t length, wchar16* output, std::size_t capacity) noexcept {
+    return Decode(Kernels::ChosenUTF8(), input, length, output, capacity);
+}
+
+Result Encode(const wchar16* input, std::size_t length, char* output, std::size_t capacity) noexcept {
+    return Encode(Kernels::ChosenUTF8(), input, length, output, capacity);
+}
+
+Result EncodeSingly(const wchar16* input, std::size_t length, char* output, std::size_t capacity) noexcept {
+    return EncodeSingly(Kernels::ChosenUTF8(), input, length, output, capacity);
 }
 
 } // namespace UTF8

@@ -7,7 +7,10 @@
 
 #pragma once
 
+#include "Kernels/UTF8Loops.h"
+
 #include <cstddef>
+#include <string_view>
 
 namespace UTF8 {
 
@@ -36,9 +39,22 @@ Result Decode(const char* input, std::size_t length, wchar16* output, std::size_
 // unit, else IllFormed.
 Result Encode(const wchar16* input, std::size_t length, char* output, std::size_t capacity) noexcept;
 
+// Encodes each unit for itself: stops, IllFormed, at every surrogate, paired or not, and at every zero unit,
+// also where there is no more room.
+Result EncodeSingly(const wchar16* input, std::size_t length, char* output, std::size_t capacity) noexcept;
+
+// The same with the loops of one level. What comes out does not depend on them.
+Result Decode(const Kernels::UTF8Loops& loops, const char* input, std::size_t length, wchar16* output,
+              std::size_t capacity) noexcept;
+Result Encode(const Kernels::UTF8Loops& loops, const wchar16* input, std::size_t length, char* output,
+              std::size_t capacity) noexcept;
+Result EncodeSingly(const Kernels::UTF8Loops& loops, const wchar16* input, std::size_t length, char* output,
+                    std::size_t capacity) noexcept;
+
 // The number of bytes of the sequence that `byte` opens: 1 to 4; 1 for a byte that opens nothing.
 unsigned SequenceLength(unsigned char byte) noexcept;
 
 inline constexpr wchar16 replacementCharacter = 0xFFFD;
+inline constexpr std::string_view encodedReplacementCharacter = "\xEF\xBF\xBD";
 
 } // namespace UTF8

@@ -1,5 +1,6 @@
 // The module and the registry when memory fails, at each allocation in turn.
 
+#include "AllocationMeter.h"
 #include "CodePage/CodePageImpl.h"
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/IANAInfo.h"
@@ -158,6 +159,50 @@ TEST_F(RegistryAllocationTest, AFailureWhileTextIsConvertedLeavesTheCodePageUsab
                 ->IsEqual("\xE3\x81\x82", 3));
     };
     FailAtEachAllocation(convert, convert);
+}
+
+// A line of text costs one allocation, its result; so does a block.
+TEST_F(RegistryAllocationTest, AShortTextOrABlockIsConvertedWithOneAllocation) {
+    const std::string bytes(100, 'a');
+    const KBase::WideString units(100, 'a');
+    for (const int number : {1, 11, 15, 20}) {
+        const auto codePage = GetCodePageReference(number);
+        codePage->ConvertToUnicode("a", 1,
+                                   CodePage::SUBSTITUTE); // what the thread keeps from the first call on
+        const FailingAllocation counting(0);
+        codePage->ConvertToUnicode(bytes.c_str(), 100, CodePage::THROW_INVALID_CHARACTER);
+        EXPECT_EQ(counting.Count(), 1u) << number;
+        codePage->ConvertToMultiByte(units.data(), 100, CodePage::THROW_INVALID_CHARACTER);
+        EXPECT_EQ(counting.Count(), 2u) << number;
+        unsigned consumed = 0;
+        codePage->ConvertToMultiByteObservingBlockSize(consumed, 64, units.data(), 100, CodePage::SUBSTITUTE);
+        EXPECT_EQ(counting.Count(), 3u) << number;
+    }
+}
+
+// Room is made for the worst case, of which these texts fill a third.
+TEST_F(RegistryAllocationTest, AResultThatFillsLessThanHalfOfItsRoomKeepsOnlyWhatItNeeds) {
+    const auto utf8 = GetCodePageReference(20);
+    utf8->ConvertToUnicode("a", 1, CodePage::SUBSTITUTE);
+    for (const std::size_t length : {1000u, 3000u, 40000u}) {
+        const KBase::WideString ascii(length, 'a');
+        std::string kana;
+        for (std::size_t i = 0; i < length / 3; ++i) {
+            kana += "\xE3\x81\x82";
+        }
+        const AllocationMeter meter;
+        const auto bytes =
+            utf8->ConvertToMultiByte(ascii.data(), static_cast<unsigned>(length), CodePage::SUBSTITUTE);
+        EXPECT_LE(meter.Get().live, static_cast<std::ptrdiff_t>(length + 128)) << length;
+        EXPECT_EQ(bytes->Length(), length);
+        EXPECT_EQ(bytes->Get()[length], 0);
+        const auto before = meter.Get().live;
+        const auto units = utf8->ConvertToUnicode(kana.c_str(), 0, CodePage::SUBSTITUTE);
+        EXPECT_LE(meter.Get().live - before, static_cast<std::ptrdiff_t>(2 * (length / 3) + 128)) << length;
+        EXPECT_EQ(units->Length(), length / 3);
+        EXPECT_EQ(units->Get()[length / 3 - 1], 0x3042);
+        EXPECT_EQ(units->Get()[length / 3], 0);
+    }
 }
 
 } // namespace

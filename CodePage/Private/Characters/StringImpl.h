@@ -33,14 +33,19 @@ public:
 
     // A string that holds a copy of `count` characters of `text`, with `references` on it.
     static StringImpl* Create(const Character* text, unsigned count, std::int32_t references) {
-        StringImpl* const string = CreateEmpty(count, references);
+        StringImpl* const string = CreateEmpty(count, references, filledInPlaceLimit);
         string->Append(text, count); // into the room that was made: it does not throw
         return string;
     }
 
     // An empty string into which up to `capacity` characters can be written before Finish.
     static KBase::ReturnPtrI<StringImpl> CreateForWriting(std::size_t capacity) {
-        return KBase::ReturnPtrI<StringImpl>::Adopt(CreateEmpty(capacity, 1));
+        return KBase::ReturnPtrI<StringImpl>::Adopt(CreateEmpty(capacity, 1, inPlaceLimit));
+    }
+
+    // The same for a block of a longer text, which will fill the capacity.
+    static KBase::ReturnPtrI<StringImpl> CreateForBlock(std::size_t capacity) {
+        return KBase::ReturnPtrI<StringImpl>::Adopt(CreateEmpty(capacity, 1, filledInPlaceLimit));
     }
 
     StringImpl(const StringImpl&) = delete; // shared by reference
@@ -59,7 +64,7 @@ public:
         if (count > maximumLength) {
             throw std::length_error("string too long");
         }
-        if (HasBlock() && count < capacity / 2 && capacity <= shrinkingLimit) {
+        if (HasBlock() && count < capacity / 2 && capacity * sizeof(Character) <= shrinkingLimit) {
             std::unique_ptr<Character[]> exact(new Character[count + 1]);
             std::memcpy(exact.get(), characters, count * sizeof(Character));
             delete[] characters;
@@ -112,13 +117,14 @@ public:
 private:
     static constexpr std::size_t maximumLength = std::numeric_limits<unsigned>::max();
 
-    // Bytes of text, with the zero, that stand behind the object at most. What is made for the worst case
-    // wastes little of so little.
+    // Bytes of text, with the zero, that stand behind the object at most: where room is made for the worst
+    // case, so that not much is wasted, and where it will be filled.
     static constexpr std::size_t inPlaceLimit = 1024;
+    static constexpr std::size_t filledInPlaceLimit = 8192;
 
-    // Characters up to which a block that is less than half used is exchanged for one that fits. What a
-    // larger one has left was never touched and costs addresses, not memory; copying it would cost time.
-    static constexpr std::size_t shrinkingLimit = std::size_t{1} << 16;
+    // Bytes up to which a block that is less than half used is exchanged for one that fits. What a larger one
+    // has left was never touched and costs addresses, not memory; copying it would cost time.
+    static constexpr std::size_t shrinkingLimit = std::size_t{1} << 17;
 
     struct BytesBehind {
         std::size_t count;
@@ -130,9 +136,9 @@ private:
     static void operator delete(void* object, BytesBehind) noexcept { ::operator delete(object); }
     static void operator delete(void* object) noexcept { ::operator delete(object); }
 
-    static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references) {
+    static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references, std::size_t limit) {
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
-        if (bytes <= inPlaceLimit) {
+        if (bytes <= limit) {
             return new (BytesBehind{bytes}) StringImpl(nullptr, capacity, references);
         }
         std::unique_ptr<Character[]> block(new Character[capacity + 1]);

@@ -11,17 +11,19 @@
 #include "KBase/UTF8Routines.h"
 #include "OperatingSystem/CodePages.h"
 #include "OperatingSystem/LastError.h"
+#include "UTF8/UTF8.h"
 
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace KCodePage {
 
 namespace {
+
+constexpr std::size_t longestUTF8 = 3; // bytes that one code unit becomes at most
 
 [[noreturn]] void ThrowNotImplemented(std::string_view operation) {
     Throw<UserErrorException>(KBase::WideStream() << "OneToOne::" << operation << " - not implemented");
@@ -41,22 +43,28 @@ KBase::ReturnPtrI<UnicodeString> DecodeUTF8(const char* text,
     if (text == nullptr) {
         return MakeUnicodeString(nullptr, 0); // an empty text of a caller that has none
     }
-    const KBase::WideString decoded = KBase::UTF8ToWideChar(text, Substitutes(substitution));
-    if (decoded.size() > std::numeric_limits<unsigned int>::max()) {
-        throw std::length_error("string too long");
-    }
-    return MakeUnicodeString(decoded.data(), static_cast<unsigned int>(decoded.size()));
+    const std::size_t length = std::strlen(text);
+    auto result = UnicodeStringImpl::CreateForWriting(length);
+    result->Finish(
+        KBase::UTF8ToWideCharInto(text, length, result->WritingPlace(), Substitutes(substitution)));
+    return result;
 }
 
-// Kept: the text ends at its first zero unit, whatever `length` says.
+// Kept: the text ends at its first zero unit, whatever `length` says; what is unpaired behind it fails too.
 KBase::ReturnPtrI<MultiByteString> EncodeUTF8(const wchar16* text, unsigned int length,
                                               CodePage::USE_SUBSTITUTION_CHARACTER substitution) {
-    const std::string encoded = KBase::WideCharToUTF8UsingLength(text, length, Substitutes(substitution));
-    const std::size_t end = std::min(encoded.find('\0'), encoded.size());
-    if (end > std::numeric_limits<unsigned int>::max()) {
-        throw std::length_error("string too long");
-    }
-    return MakeMultiByteString(encoded.data(), static_cast<unsigned int>(end));
+    auto result = MultiByteStringImpl::CreateForWriting(length * longestUTF8);
+    char* const output = result->WritingPlace();
+    const std::size_t written = KBase::WideCharToUTF8Into(text, length, output, Substitutes(substitution));
+    const void* const zero = std::memchr(output, 0, written);
+    result->Finish(zero != nullptr ? static_cast<std::size_t>(static_cast<const char*>(zero) - output)
+                                   : written);
+    return result;
+}
+
+// Whether EncodeSingly stops at `unit`.
+bool StandsAlone(wchar16 unit) noexcept {
+    return unit == 0 || (unit & 0xF800u) == 0xD800u;
 }
 
 // Kept: unit by unit, so that the halves of a surrogate pair count as unpaired; the output stays below
@@ -64,22 +72,37 @@ KBase::ReturnPtrI<MultiByteString> EncodeUTF8(const wchar16* text, unsigned int 
 KBase::ReturnPtrI<MultiByteString> EncodeUTF8Block(unsigned int& consumed, unsigned int blockSize,
                                                    const wchar16* text, unsigned int length,
                                                    CodePage::USE_SUBSTITUTION_CHARACTER substitution) {
-    constexpr std::size_t longestPiece = 3;
-    const std::size_t worst = length * longestPiece;
-    auto result = MultiByteStringImpl::CreateForWriting(std::min<std::size_t>(blockSize - 1, worst));
-    std::size_t total = 0;
-    wchar16 unit[2] = {0, 0};
-    for (; consumed < length; ++consumed) {
-        unit[0] = text[consumed];
-        // At most three bytes, which std::string holds without an allocation.
-        const std::string piece = KBase::WideCharToUTF8(unit, Substitutes(substitution));
-        if (total + piece.size() >= blockSize) {
-            break;
+    const std::size_t capacity = std::min<std::size_t>(blockSize - 1, length * longestUTF8);
+    auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
+                                     : MultiByteStringImpl::CreateForWriting(capacity);
+    char* const output = result->WritingPlace();
+    std::size_t written = 0;
+    for (;;) {
+        const UTF8::Result run =
+            UTF8::EncodeSingly(text + consumed, length - consumed, output + written, capacity - written);
+        consumed += static_cast<unsigned int>(run.consumed);
+        written += run.written;
+        if (run.stop != UTF8::Stop::IllFormed) {
+            break; // all was taken, or the next unit does not fit
         }
-        std::memcpy(result->WritingPlace() + total, piece.data(), piece.size());
-        total += piece.size();
+        // Zeros and surrogates, as many as there are.
+        for (; consumed < length && StandsAlone(text[consumed]); ++consumed) {
+            if (text[consumed] == 0) {
+                continue;
+            }
+            if (!Substitutes(substitution)) {
+                const wchar16 surrogate[2] = {text[consumed], 0};
+                KBase::WideCharToUTF8(surrogate, false); // throws
+            }
+            constexpr std::string_view replacement = UTF8::encodedReplacementCharacter;
+            if (replacement.size() > capacity - written) {
+                result->Finish(written);
+                return result;
+            }
+            written += replacement.copy(output + written, replacement.size());
+        }
     }
-    result->Finish(total);
+    result->Finish(written);
     return result;
 }
 

@@ -1,0 +1,332 @@
+#include "Kernels/UTF8Ends.h"
+#include "Kernels/UTF8Loops.h"
+
+#include <immintrin.h>
+
+namespace Kernels {
+
+namespace {
+
+__mmask64 FirstOf64(std::size_t count) noexcept {
+    return count >= 64 ? ~__mmask64{0} : _bzhi_u64(~__mmask64{0}, static_cast<unsigned>(count));
+}
+
+__mmask32 FirstOf32(std::size_t count) noexcept {
+    return count >= 32 ? ~__mmask32{0} : _bzhi_u32(~__mmask32{0}, static_cast<unsigned>(count));
+}
+
+std::size_t Smaller(std::size_t a, std::size_t b) noexcept {
+    return a < b ? a : b;
+}
+
+std::size_t CountOf(std::uint64_t mask) noexcept {
+    return static_cast<std::size_t>(_mm_popcnt_u64(mask));
+}
+
+// By byte, the byte that stands `distance` before it; zero for the first ones.
+struct Behind {
+    unsigned char one[64];
+    unsigned char two[64];
+};
+
+constexpr Behind MakeBehind() noexcept {
+    Behind made{};
+    for (unsigned i = 0; i < 64; ++i) {
+        made.one[i] = static_cast<unsigned char>(i - 1);
+        made.two[i] = static_cast<unsigned char>(i - 2);
+    }
+    return made;
+}
+
+alignas(64) constexpr Behind behind = MakeBehind();
+
+// The same for units.
+struct UnitsBehind {
+    std::uint16_t index[32];
+};
+
+constexpr UnitsBehind MakeUnitsBehind() noexcept {
+    UnitsBehind made{};
+    for (unsigned i = 0; i < 32; ++i) {
+        made.index[i] = static_cast<std::uint16_t>(i - 1);
+    }
+    return made;
+}
+
+alignas(64) constexpr UnitsBehind unitsBehind = MakeUnitsBehind();
+
+__m512i EachByte512(unsigned value) noexcept {
+    return _mm512_set1_epi8(static_cast<char>(value));
+}
+
+__m512i EachWord512(unsigned value) noexcept {
+    return _mm512_set1_epi32(static_cast<int>(value));
+}
+
+__m512i EachUnit512(unsigned value) noexcept {
+    return _mm512_set1_epi16(static_cast<short>(value));
+}
+
+// Masks are worked on in general registers: the compiler would use mask registers, which take four times as
+// long.
+template <class Mask>
+Mask InRegister(Mask mask) noexcept {
+    __asm__("" : "+r"(mask));
+    return mask;
+}
+
+// Writes `count` units, and others behind them where there is room. Of more than 32, the first.
+void StoreUnits(std::uint16_t* output, __m512i units, std::size_t count, std::size_t room) noexcept {
+    if (room >= 32) {
+        _mm512_storeu_si512(output, units);
+    } else {
+        _mm512_mask_storeu_epi16(output, FirstOf32(count), units);
+    }
+}
+
+Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output,
+           std::size_t capacity) noexcept {
+    const __m512i oneBehind = _mm512_load_si512(behind.one);
+    const __m512i twoBehind = _mm512_load_si512(behind.two);
+    std::size_t in = 0;
+    std::size_t out = 0;
+    while (in < length) {
+        const std::size_t size = Smaller(64, length - in);
+        __m512i bytes;
+        auto whole = static_cast<unsigned>(size);
+        if (size == 64) {
+            bytes = _mm512_loadu_si512(input + in);
+            whole = WholeCharacters(input + in + 64, 64);
+        } else {
+            // What is not there reads as zeros, of which none is taken; a character that is cut off by them
+            // is ill-formed.
+            bytes = _mm512_maskz_loadu_epi8(FirstOf64(size), input + in);
+        }
+        const std::size_t room = capacity - out;
+        const std::uint64_t beyondASCII = InRegister(_mm512_movepi8_mask(bytes));
+        if (beyondASCII == 0) {
+            if (room < size) {
+                break;
+            }
+            StoreUnits(output + out, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes)), size, room);
+            if (size > 32) {
+                StoreUnits(output + out + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1)),
+                           size - 32, room - 32);
+            }
+            in += size;
+            out += size;
+            continue;
+        }
+        const __m512i before = _mm512_maskz_permutexvar_epi8(~__mmask64{1}, oneBehind, bytes);
+        const __mmask64 continues = _mm512_cmplt_epi8_mask(bytes, EachByte512(0xC0));
+        const std::uint64_t fromA0 = InRegister(_mm512_cmpgt_epi8_mask(bytes, EachByte512(0x9F)));
+        UTF8Bytes seen;
+        seen.continues = InRegister(continues);
+        seen.opens = beyondASCII & ~seen.continues;
+        seen.opensThree = InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xE0)));
+        seen.opensFour = InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xF0)));
+        seen.illFormed = (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xE0))) & ~fromA0) |
+                         (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xED))) & fromA0) |
+                         (seen.opens & InRegister(_mm512_cmplt_epu8_mask(bytes, EachByte512(0xC2))));
+        if (seen.opensFour != 0) {
+            const std::uint64_t from90 = InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0x90)));
+            seen.illFormed |= (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xF0))) & ~from90) |
+                              (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xF4))) & from90) |
+                              InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xF5)));
+        }
+        const UnitEnds found = FindUnitEnds(seen, 64, whole);
+        const std::size_t count = CountOf(found.ends);
+        if (count == 0 || room < count) {
+            break;
+        }
+        // The last byte of each character, the one before it and the one before that, if they belong to it.
+        const __m512i last = _mm512_maskz_compress_epi8(found.ends, bytes);
+        const __m512i second =
+            _mm512_maskz_compress_epi8(found.ends, _mm512_maskz_mov_epi8(continues, before));
+        const __m512i first = _mm512_maskz_compress_epi8(
+            found.ends,
+            _mm512_maskz_permutexvar_epi8(seen.continues & seen.continues << 1, twoBehind, bytes));
+        const auto store = [&](std::size_t at, __m256i lastBytes, __m256i secondBytes, __m256i firstBytes) {
+            // 80 to BF are continuations: their high bit goes.
+            const __m512i low = _mm512_and_si512(_mm512_cvtepu8_epi16(lastBytes), EachUnit512(0x7F));
+            const __m512i middle =
+                _mm512_slli_epi16(_mm512_and_si512(_mm512_cvtepu8_epi16(secondBytes), EachUnit512(0x3F)), 6);
+            const __m512i high = _mm512_slli_epi16(_mm512_cvtepu8_epi16(firstBytes), 12);
+            __m512i units = _mm512_or_si512(low, _mm512_or_si512(middle, high));
+            if (found.opensFour != 0) {
+                const auto leading =
+                    static_cast<__mmask32>(_pext_u64(found.opensFour << 2, found.ends) >> at);
+                const auto trailing =
+                    static_cast<__mmask32>(_pext_u64(found.opensFour << 3, found.ends) >> at);
+                const __m512i leadingUnits = _mm512_add_epi16(_mm512_srli_epi16(units, leadingSurrogateShift),
+                                                              EachUnit512(leadingSurrogateBase));
+                const __m512i trailingUnits =
+                    _mm512_or_si512(_mm512_and_si512(units, EachUnit512(trailingSurrogateBits)),
+                                    EachUnit512(trailingSurrogateBase));
+                units = _mm512_mask_mov_epi16(_mm512_mask_mov_epi16(units, leading, leadingUnits), trailing,
+                                              trailingUnits);
+            }
+            StoreUnits(output + out + at, units, count - at, room - at);
+        };
+        store(0, _mm512_castsi512_si256(last), _mm512_castsi512_si256(second), _mm512_castsi512_si256(first));
+        if (count > 32) {
+            store(32, _mm512_extracti64x4_epi64(last, 1), _mm512_extracti64x4_epi64(second, 1),
+                  _mm512_extracti64x4_epi64(first, 1));
+        }
+        in += whole;
+        out += count;
+    }
+    return {in, out};
+}
+
+// Writes the bytes that `kept` marks, and others behind them where there is room. Returns how many are
+// marked.
+std::size_t StoreKept(unsigned char* output, std::uint64_t kept, __m512i bytes, std::size_t room) noexcept {
+    const __m512i together = _mm512_maskz_compress_epi8(kept, bytes);
+    const std::size_t count = CountOf(kept);
+    if (room >= 64) {
+        _mm512_storeu_si512(output, together);
+    } else {
+        _mm512_mask_storeu_epi8(output, FirstOf64(count), together);
+    }
+    return count;
+}
+
+// Encodes those of 32 units that `taken` marks, the first ones, of which no pair is split and no surrogate
+// alone. Returns the number of bytes. Inlined, so that its constants stay in registers.
+[[gnu::always_inline]] inline std::size_t EncodeUnits(__m512i units, std::uint32_t taken,
+                                                      unsigned char* output, std::size_t room) noexcept {
+    constexpr std::uint64_t firstOfFour = 0x1111111111111111u;
+    constexpr std::uint64_t firstOfTwo = 0x5555555555555555u;
+    const std::uint32_t beyondASCII = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x80)));
+    if (beyondASCII == 0) {
+        const __m256i bytes = _mm512_cvtepi16_epi8(units);
+        if (room >= 32) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(output), bytes);
+        } else {
+            _mm256_mask_storeu_epi8(output, taken, bytes);
+        }
+        return CountOf(taken);
+    }
+    const std::uint32_t threeBytes = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x800)));
+    if (threeBytes == 0) {
+        const __m512i two =
+            _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi16(units, 6),
+                                            _mm512_slli_epi16(_mm512_and_si512(units, EachUnit512(0x3F)), 8)),
+                            EachUnit512(0x80C0));
+        // A single byte stands in the place of the second of two.
+        const __m512i bytes = _mm512_mask_mov_epi16(_mm512_slli_epi16(units, 8), beyondASCII, two);
+        return StoreKept(output,
+                         _pdep_u64(beyondASCII & taken, firstOfTwo) | _pdep_u64(taken, firstOfTwo << 1),
+                         bytes, room);
+    }
+    const __m512i kinds = _mm512_and_si512(units, EachUnit512(0xFC00));
+    const std::uint32_t leading = InRegister(_mm512_cmpeq_epi16_mask(kinds, EachUnit512(0xD800)));
+    const std::uint32_t trailing = leading << 1;
+    if (leading != 0) {
+        // Either half becomes two bytes. In their place stands what becomes the same as if it were another
+        // unit: F0 to F4 and a continuation like C0 to DF, two continuations like the last two of three.
+        const __m512i ten = _mm512_and_si512(units, EachUnit512(0x3FF));
+        const __m512i before = _mm512_permutexvar_epi16(_mm512_load_si512(unitsBehind.index), units);
+        const __m512i leadingUnits = _mm512_or_si512(
+            _mm512_srli_epi16(_mm512_add_epi16(ten, EachUnit512(0x40)), 2), EachUnit512(0xC00));
+        const __m512i trailingUnits =
+            _mm512_or_si512(ten, _mm512_slli_epi16(_mm512_and_si512(before, EachUnit512(3)), 10));
+        units = _mm512_mask_mov_epi16(_mm512_mask_mov_epi16(units, leading, leadingUnits), trailing,
+                                      trailingUnits);
+    }
+    std::size_t written = 0;
+    const auto encode = [&](__m256i half, unsigned shift) {
+        const auto two = static_cast<__mmask16>(beyondASCII >> shift);
+        const auto continued = static_cast<__mmask16>((threeBytes & ~leading) >> shift);
+        const __m512i words = _mm512_cvtepu16_epi32(half);
+        // The last byte always stands in the third place, what comes before it in the two before.
+        const __m512i third = _mm512_slli_epi32(
+            _mm512_mask_or_epi32(words, two, _mm512_and_si512(words, EachWord512(0x3F)), EachWord512(0x80)),
+            16);
+        const __m512i second =
+            _mm512_or_si512(_mm512_and_si512(_mm512_slli_epi32(words, 2), EachWord512(0x3F00)),
+                            _mm512_mask_mov_epi32(EachWord512(0xC000), continued, EachWord512(0x8000)));
+        const __m512i first = _mm512_or_si512(_mm512_srli_epi32(words, 12), EachWord512(0xE0));
+        const std::uint64_t places =
+            _pdep_u64((taken & threeBytes & ~leading & ~trailing) >> shift, firstOfFour) |
+            _pdep_u64((taken & beyondASCII) >> shift, firstOfFour << 1) |
+            _pdep_u64(taken >> shift, firstOfFour << 2);
+        written += StoreKept(output + written, places, _mm512_or_si512(third, _mm512_or_si512(second, first)),
+                             room - written);
+    };
+    encode(_mm512_castsi512_si256(units), 0);
+    encode(_mm512_extracti64x4_epi64(units, 1), 16);
+    return written;
+}
+
+// The units before which to stop, of those that `taken` marks: what is half of no pair, a leading surrogate
+// at the end; with `singly` all surrogates and zeros.
+template <bool singly>
+std::uint32_t FindStops(__m512i units, std::uint32_t taken) noexcept {
+    const __mmask32 surrogates =
+        _mm512_cmpeq_epi16_mask(_mm512_and_si512(units, EachUnit512(0xF800)), EachUnit512(0xD800));
+    if (singly) {
+        return surrogates | _mm512_mask_testn_epi16_mask(taken, units, units);
+    }
+    if (surrogates == 0) {
+        return 0;
+    }
+    const std::uint32_t trailing = surrogates & _mm512_test_epi16_mask(units, EachUnit512(0x400));
+    const std::uint32_t leading = surrogates & ~trailing;
+    return (trailing & ~(leading << 1)) | (leading & ~(trailing >> 1));
+}
+
+// How many of the first `count` units fit into `room` bytes. No pair is split.
+unsigned FitInto(std::size_t room, __m512i units, unsigned count) noexcept {
+    const std::uint32_t beyondASCII = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x80)));
+    const std::uint32_t threeBytes = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x800)));
+    const __m512i kinds = _mm512_and_si512(units, EachUnit512(0xFC00));
+    const std::uint32_t leading = InRegister(_mm512_cmpeq_epi16_mask(kinds, EachUnit512(0xD800)));
+    const std::uint32_t withFirst = threeBytes & ~(leading | leading << 1);
+    const auto fits = [&](unsigned some) {
+        return some + CountOf(_bzhi_u32(beyondASCII, some)) + CountOf(_bzhi_u32(withFirst, some)) <= room;
+    };
+    if (fits(count)) {
+        return count;
+    }
+    unsigned fitting = 0;
+    for (unsigned step = 16; step != 0; step /= 2) {
+        if (fitting + step < count && fits(fitting + step)) {
+            fitting += step;
+        }
+    }
+    return fitting != 0 && (leading >> (fitting - 1) & 1) != 0 ? fitting - 1 : fitting;
+}
+
+template <bool singly>
+Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
+           std::size_t capacity) noexcept {
+    std::size_t in = 0;
+    std::size_t out = 0;
+    for (;;) {
+        while (length - in >= 32 && capacity - out >= 96) {
+            const __m512i units = _mm512_loadu_si512(input + in);
+            if (FindStops<singly>(units, 0xFFFFFFFFu) != 0) {
+                break;
+            }
+            out += EncodeUnits(units, 0xFFFFFFFFu, output + out, capacity - out);
+            in += 32;
+        }
+        const auto left = static_cast<unsigned>(Smaller(32, length - in));
+        const __m512i units = _mm512_maskz_loadu_epi16(FirstOf32(left), input + in);
+        const std::uint32_t stops = FindStops<singly>(units, FirstOf32(left));
+        const unsigned count = FitInto(capacity - out, units, stops == 0 ? left : _tzcnt_u32(stops));
+        if (count == 0) {
+            return {in, out};
+        }
+        out += EncodeUnits(units, FirstOf32(count), output + out, capacity - out);
+        in += count;
+    }
+}
+
+} // namespace
+
+constinit const UTF8Loops avx512UTF8Loops = {Decode, Encode<false>, Encode<true>};
+
+} // namespace Kernels

@@ -1,0 +1,198 @@
+// What the UTF-8 loops of sse2 and avx2 share: all but the moving together of what stands with gaps. Each
+// file that includes this gets functions of its own, compiled for its processor.
+
+#pragma once
+
+#include "Kernels/UTF8Ends.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <emmintrin.h>
+
+namespace Kernels {
+
+namespace {
+
+__m128i Load(const void* place) noexcept {
+    return _mm_loadu_si128(static_cast<const __m128i*>(place));
+}
+
+void Store(void* place, __m128i value) noexcept {
+    _mm_storeu_si128(static_cast<__m128i*>(place), value);
+}
+
+__m128i EachByte(unsigned value) noexcept {
+    return _mm_set1_epi8(static_cast<char>(value));
+}
+
+__m128i EachUnit(unsigned value) noexcept {
+    return _mm_set1_epi16(static_cast<short>(value));
+}
+
+__m128i EachWord(unsigned value) noexcept {
+    return _mm_set1_epi32(static_cast<int>(value));
+}
+
+bool IsASCII(const unsigned char* input, unsigned size) noexcept {
+    __m128i all = Load(input);
+    for (unsigned at = 16; at < size; at += 16) {
+        all = _mm_or_si128(all, Load(input + at));
+    }
+    return _mm_movemask_epi8(all) == 0;
+}
+
+void Widen(const unsigned char* input, unsigned size, std::uint16_t* output) noexcept {
+    for (unsigned at = 0; at < size; at += 16) {
+        const __m128i bytes = Load(input + at);
+        Store(output + at, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
+        Store(output + at + 8, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
+    }
+}
+
+// Looks at `size` bytes, 16 or 64, that begin with a character, of which `whole` are whole characters.
+// `units` gets, by byte, the code unit that would end there.
+template <unsigned size>
+UnitEnds LookAtBytes(const unsigned char* input, unsigned whole, std::uint16_t* units) noexcept {
+    UTF8Bytes seen;
+    std::uint64_t beyondASCII = 0;
+    for (unsigned at = 0; at < size; at += 16) {
+        const __m128i bytes = Load(input + at);
+        const __m128i before = at == 0 ? _mm_slli_si128(bytes, 1) : Load(input + at - 1);
+        const __m128i twoBefore = at == 0 ? _mm_slli_si128(bytes, 2) : Load(input + at - 2);
+        const auto add = [at](std::uint64_t& mask, __m128i where) {
+            mask |= static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(where))) << at;
+        };
+        // As signed numbers, bytes 80 to FF are -128 to -1.
+        const __m128i continues = _mm_cmplt_epi8(bytes, EachByte(0xC0));
+        const __m128i fromA0 = _mm_cmpgt_epi8(bytes, EachByte(0x9F));
+        add(beyondASCII, bytes);
+        add(seen.continues, continues);
+        add(seen.opensThree, _mm_cmpgt_epi8(bytes, EachByte(0xDF))); // or ASCII
+        add(seen.opensFour, _mm_cmpgt_epi8(bytes, EachByte(0xEF)));  // or ASCII
+        add(seen.illFormed,
+            _mm_or_si128(_mm_or_si128(_mm_andnot_si128(fromA0, _mm_cmpeq_epi8(before, EachByte(0xE0))),
+                                      _mm_and_si128(fromA0, _mm_cmpeq_epi8(before, EachByte(0xED)))),
+                         _mm_cmpeq_epi8(_mm_and_si128(bytes, EachByte(0xFE)), EachByte(0xC0))));
+        // The last byte has the low 6 or 7 bits; the one before it the next 5 or 6, if it belongs to the
+        // character; the one before that the high 4.
+        const __m128i second = _mm_and_si128(before, continues);
+        const __m128i first =
+            _mm_and_si128(_mm_and_si128(twoBefore, continues),
+                          at == 0 ? _mm_slli_si128(continues, 1) : _mm_cmplt_epi8(before, EachByte(0xC0)));
+        const __m128i low = _mm_or_si128(_mm_andnot_si128(_mm_and_si128(continues, EachByte(0x80)), bytes),
+                                         _mm_and_si128(_mm_slli_epi16(second, 6), EachByte(0xC0)));
+        const __m128i high = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(second, 2), EachByte(0x0F)),
+                                          _mm_and_si128(_mm_slli_epi16(first, 4), EachByte(0xF0)));
+        Store(units + at, _mm_unpacklo_epi8(low, high));
+        Store(units + at + 8, _mm_unpackhi_epi8(low, high));
+    }
+    seen.opens = beyondASCII & ~seen.continues;
+    seen.opensThree &= beyondASCII;
+    seen.opensFour &= beyondASCII;
+    for (std::uint64_t left = seen.opensFour; left != 0; left &= left - 1) {
+        const auto at = static_cast<unsigned>(__builtin_ctzll(left));
+        const unsigned next = at + 1 < size ? input[at + 1] : 0x90; // else it is cut off
+        if (input[at] > 0xF4 || (input[at] == 0xF0 && next < 0x90) || (input[at] == 0xF4 && next > 0x8F)) {
+            return {0, 0};
+        }
+    }
+    const UnitEnds found = FindUnitEnds(seen, size, whole);
+    for (std::uint64_t left = found.opensFour; left != 0; left &= left - 1) {
+        std::uint16_t* const pair = units + __builtin_ctzll(left) + 2;
+        pair[0] = static_cast<std::uint16_t>((pair[0] >> leadingSurrogateShift) + leadingSurrogateBase);
+        pair[1] = static_cast<std::uint16_t>((pair[1] & trailingSurrogateBits) | trailingSurrogateBase);
+    }
+    return found;
+}
+
+// Eight code units, encoded.
+struct EncodedUnits {
+    __m128i low;     // the bytes of units 0 to 3, in words of four bytes, from the lowest on
+    __m128i high;    // of units 4 to 7
+    __m128i ascii;   // by unit, all bits set: one byte
+    __m128i twoByte; // by unit, all bits set: one byte or two
+    unsigned count;  // units that were encoded; 0 where something is left to the caller
+};
+
+__m128i Choose(__m128i which, __m128i a, __m128i b) noexcept {
+    return _mm_or_si128(_mm_and_si128(which, a), _mm_andnot_si128(which, b));
+}
+
+__m128i EncodeWords(__m128i units, __m128i ascii, __m128i twoByte) noexcept {
+    const __m128i last = _mm_and_si128(units, EachWord(0x3F));
+    const __m128i rest = _mm_srli_epi32(units, 6);
+    const __m128i two = _mm_xor_si128(_mm_or_si128(_mm_slli_epi32(last, 8), rest), EachWord(0x80C0));
+    const __m128i three = _mm_or_si128(
+        _mm_or_si128(_mm_slli_epi32(last, 16), _mm_slli_epi32(_mm_and_si128(rest, EachWord(0x3F)), 8)),
+        _mm_or_si128(_mm_srli_epi32(units, 12), EachWord(0x8080E0)));
+    return Choose(ascii, units, Choose(twoByte, two, three));
+}
+
+__m128i AreSurrogates(__m128i units, unsigned first) noexcept {
+    return _mm_cmpeq_epi16(_mm_and_si128(units, EachUnit(0xFC00)), EachUnit(first));
+}
+
+// `singly`: with surrogates or zeros all is left to the caller.
+template <bool singly>
+EncodedUnits EncodeUnits(__m128i units) noexcept {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i ascii = _mm_cmpeq_epi16(_mm_subs_epu16(units, EachUnit(0x7F)), zero);
+    __m128i twoByte = _mm_cmpeq_epi16(_mm_subs_epu16(units, EachUnit(0x7FF)), zero);
+    const __m128i surrogates = _mm_cmpeq_epi16(_mm_and_si128(units, EachUnit(0xF800)), EachUnit(0xD800));
+    unsigned count = 8;
+    if (singly) {
+        const __m128i special = _mm_or_si128(surrogates, _mm_cmpeq_epi16(units, zero));
+        count = _mm_movemask_epi8(special) != 0 ? 0 : 8;
+    } else if (_mm_movemask_epi8(surrogates) != 0) {
+        const __m128i leading = AreSurrogates(units, 0xD800);
+        const __m128i trailing = AreSurrogates(units, 0xDC00);
+        const __m128i behindLeading = _mm_slli_si128(leading, 2);
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(trailing, behindLeading)) != 0xFFFF) {
+            return {units, units, ascii, twoByte, 0};
+        }
+        // A pair whose second half is in the next eight is left to them.
+        count = (_mm_movemask_epi8(leading) & 0x8000) != 0 ? 7 : 8;
+        // Either half becomes two bytes. In their place stands what becomes the same as if it were a unit of
+        // two: F0 to F4 and a continuation, or two continuations, for which bit 12 turns C0 into 80.
+        const __m128i leadingUnits = _mm_or_si128(
+            _mm_srli_epi16(_mm_add_epi16(_mm_and_si128(units, EachUnit(0x3FF)), EachUnit(0x40)), 2),
+            EachUnit(0xC00));
+        const __m128i lowBitsBefore =
+            _mm_slli_epi16(_mm_and_si128(_mm_slli_si128(units, 2), EachUnit(3)), 10);
+        const __m128i trailingUnits = _mm_or_si128(
+            _mm_or_si128(_mm_and_si128(units, EachUnit(0x3FF)), lowBitsBefore), EachUnit(0x1000));
+        units = Choose(leading, leadingUnits, Choose(trailing, trailingUnits, units));
+        twoByte = _mm_or_si128(twoByte, surrogates);
+    }
+    return {EncodeWords(_mm_unpacklo_epi16(units, zero), _mm_unpacklo_epi16(ascii, ascii),
+                        _mm_unpacklo_epi16(twoByte, twoByte)),
+            EncodeWords(_mm_unpackhi_epi16(units, zero), _mm_unpackhi_epi16(ascii, ascii),
+                        _mm_unpackhi_epi16(twoByte, twoByte)),
+            ascii, twoByte, count};
+}
+
+// Narrows units to ASCII bytes as far as they are; with `singly`, up to a zero.
+template <bool singly>
+std::size_t EncodeASCII(const std::uint16_t* input, std::size_t length, unsigned char* output,
+                        std::size_t capacity) noexcept {
+    std::size_t done = 0;
+    while (length - done >= 16 && capacity - done >= 16) {
+        const __m128i low = Load(input + done);
+        const __m128i high = Load(input + done + 8);
+        const __m128i beyond = _mm_and_si128(_mm_or_si128(low, high), EachUnit(0xFF80));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(beyond, _mm_setzero_si128())) != 0xFFFF) {
+            break;
+        }
+        const __m128i bytes = _mm_packus_epi16(low, high);
+        if (singly && _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())) != 0) {
+            break;
+        }
+        Store(output + done, bytes);
+        done += 16;
+    }
+    return done;
+}
+
+} // namespace
+
+} // namespace Kernels
