@@ -51,8 +51,12 @@ Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_
     const __m512i ones = _mm512_set1_epi8(-1);
     const std::size_t count = Smaller(length, capacity);
     std::size_t i = 0;
+    // In a long text the first block ends where the output is at the beginning of a cache line.
+    std::size_t most =
+        count < 1024 ? 64 : 64 - (reinterpret_cast<std::uintptr_t>(output) / sizeof *output) % 32;
     while (i < count) {
-        const std::size_t block = Smaller(64, count - i);
+        const std::size_t block = Smaller(most, count - i);
+        most = 64;
         const __m512i bytes = _mm512_maskz_loadu_epi8(FirstOf64(block), input + i);
         const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
         const __m512i low = _mm512_mask2_permutex2var_epi8(low0, bytes, beyondASCII, low1);
@@ -236,7 +240,11 @@ void FindPairs(const DecodeTable& table, const unsigned char* input, std::size_t
         const unsigned char* const place = input + b * 64;
         const __mmask64 all = FirstOf64(length - b * 64);
         const __m512i bytes = _mm512_maskz_loadu_epi8(all, place);
-        const __m512i rows = _mm512_maskz_permutex2var_epi8(_mm512_movepi8_mask(bytes), rows0, bytes, rows1);
+        const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
+        if ((beyondASCII | carry) == 0 && b > 0) {
+            break; // a run of ASCII, which goes faster alone
+        }
+        const __m512i rows = _mm512_maskz_permutex2var_epi8(beyondASCII, rows0, bytes, rows1);
         const __mmask64 leads = EveryOther(_mm512_test_epi8_mask(rows, rows) & ~carry);
         const __mmask64 trails = (leads << 1 | carry) & all;
         // A pair's row is found at its second byte by the byte before.

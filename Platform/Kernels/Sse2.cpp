@@ -52,11 +52,15 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
             StoreWide(output + i + 48, d);
         } else if (table.unitsOfTwo != nullptr) {
             // One look-up for two bytes: look-ups are what limits this loop.
-#pragma GCC unroll 32
-            for (std::size_t k = i; k < i + 64; k += 2) {
-                std::uint16_t two = 0;
-                std::memcpy(&two, input + k, sizeof two);
-                std::memcpy(output + k, table.unitsOfTwo + two, sizeof *table.unitsOfTwo);
+            for (std::size_t k = i; k < i + 64; k += 8) {
+                std::uint64_t eight = 0;
+                std::memcpy(&eight, input + k, sizeof eight);
+                const __m128i first = _mm_loadu_si32(table.unitsOfTwo + (eight & 0xFFFF));
+                const __m128i second = _mm_loadu_si32(table.unitsOfTwo + (eight >> 16 & 0xFFFF));
+                const __m128i third = _mm_loadu_si32(table.unitsOfTwo + (eight >> 32 & 0xFFFF));
+                const __m128i fourth = _mm_loadu_si32(table.unitsOfTwo + (eight >> 48));
+                Store(output + k, _mm_unpacklo_epi64(_mm_unpacklo_epi32(first, second),
+                                                     _mm_unpacklo_epi32(third, fourth)));
             }
         } else {
             break;
@@ -64,6 +68,23 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
     }
     const Run rest = PlainDecode(table, input + i, count - i, output + i, count - i);
     return {i + rest.consumed, i + rest.written};
+}
+
+// Eight look-ups.
+__m128i LookUp8(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
+    std::uint64_t first = 0;
+    std::uint64_t second = 0;
+    std::memcpy(&first, indexes, sizeof first);
+    std::memcpy(&second, indexes + 4, sizeof second);
+    __m128i a = _mm_cvtsi32_si128(table[first & 0xFFFF]);
+    __m128i b = _mm_cvtsi32_si128(table[second & 0xFFFF]);
+    a = _mm_insert_epi16(a, table[first >> 16 & 0xFFFF], 1);
+    b = _mm_insert_epi16(b, table[second >> 16 & 0xFFFF], 1);
+    a = _mm_insert_epi16(a, table[first >> 32 & 0xFFFF], 2);
+    b = _mm_insert_epi16(b, table[second >> 32 & 0xFFFF], 2);
+    a = _mm_insert_epi16(a, table[first >> 48], 3);
+    b = _mm_insert_epi16(b, table[second >> 48], 3);
+    return _mm_unpacklo_epi64(a, b);
 }
 
 // The bits of the bytes from `first` to `last`, both from 80 on: as signed bytes they are in the same order.
@@ -122,25 +143,27 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
     const __m128i nonASCII = _mm_set1_epi16(static_cast<short>(0xFF80));
     const std::size_t count = std::min(length, capacity);
     std::size_t i = 0;
-    for (; count - i >= 32; i += 32) {
-        const __m128i a = Load(input + i);
-        const __m128i b = Load(input + i + 8);
-        const __m128i c = Load(input + i + 16);
-        const __m128i d = Load(input + i + 24);
-        const __m128i all = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
+    // Blocks that are not so small that a text with a few letters beyond ASCII changes between them all the
+    // time.
+    for (; count - i >= 64; i += 64) {
+        __m128i all = Load(input + i);
+        for (std::size_t k = 8; k < 64; k += 8) {
+            all = _mm_or_si128(all, Load(input + i + k));
+        }
         if (table.asciiStands && AreZero(_mm_and_si128(all, nonASCII))) {
-            Store(output + i, _mm_packus_epi16(a, b));
-            Store(output + i + 16, _mm_packus_epi16(c, d));
+            for (std::size_t k = 0; k < 64; k += 16) {
+                Store(output + i + k, _mm_packus_epi16(Load(input + i + k), Load(input + i + k + 8)));
+            }
             continue;
         }
-        unsigned codes = 0;
-#pragma GCC unroll 32
-        for (std::size_t k = i; k < i + 32; ++k) {
-            const unsigned code = table.codes[input[k]];
-            codes |= code;
-            output[k] = static_cast<unsigned char>(code);
+        __m128i codes = _mm_setzero_si128();
+        for (std::size_t k = 0; k < 64; k += 16) {
+            const __m128i a = LookUp8(table.codes, input + i + k);
+            const __m128i b = LookUp8(table.codes, input + i + k + 8);
+            codes = _mm_or_si128(codes, _mm_or_si128(a, b));
+            Store(output + i + k, _mm_packus_epi16(a, b)); // what is unmapped becomes any byte
         }
-        if (codes > 0xFF) {
+        if (!AreZero(_mm_srli_epi16(codes, 8))) {
             break;
         }
     }
