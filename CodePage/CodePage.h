@@ -47,8 +47,9 @@ public:
     virtual bool IsEscapeSequence(const char* text) const = 0;
     virtual unsigned int GetNumberOfBytesInThisEscapeSequence(const char* text) const = 0;
 
-    // Converts `length` code units of `text` to bytes. Throws as ConvertToUnicode does; iso-2022-jp is
-    // refused for want of its Shift-JIS to JIS table (CodePage/ShiftJisToJis.h).
+    // Converts `length` code units of `text` to bytes. Throws as ConvertToUnicode does. iso-2022-jp encodes
+    // to Shift-JIS, which CodePage/ShiftJisToJis.h turns into JIS. Kept: a Shift-JIS character that has no
+    // JIS code throws InvalidCharacterException, whatever `substitution` says.
     virtual KBase::ReturnPtrI<MultiByteString>
     ConvertToMultiByte(const wchar16* text, unsigned int length, USE_SUBSTITUTION_CHARACTER substitution) = 0;
 

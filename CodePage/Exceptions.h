@@ -1,6 +1,7 @@
 // The exceptions of the library. Each is a KBase::Message; most are thrown as KBase::ExceptionImpl of their
-// class. A handler that catches KBase::Message receives everything the library throws but the standard
-// library's own errors (out of memory, a text too long).
+// class, those of the charset detector and the stream converters as themselves. A handler that catches
+// KBase::Message receives everything the library throws but the standard library's own errors (out of memory,
+// a text too long).
 
 #pragma once
 
@@ -33,6 +34,24 @@ protected:
 class KCODEPAGE_EXPORT InvalidCharacterException : public CodePageConversionException {
 public:
     using CodePageConversionException::CodePageConversionException;
+
+protected:
+    const char* ClassName() const noexcept override;
+};
+
+// A failure of a stream converter (CodePage/EncodingConverter.h).
+class KCODEPAGE_EXPORT EncodingConversionException : public KBase::Message {
+public:
+    explicit EncodingConversionException(const KBase::Message& message);
+
+protected:
+    const char* ClassName() const noexcept override;
+};
+
+// A failure of the charset detector (CodePage/EncodingDetector.h).
+class KCODEPAGE_EXPORT EncodingDetectException : public KBase::Message {
+public:
+    explicit EncodingDetectException(const KBase::Message& message);
 
 protected:
     const char* ClassName() const noexcept override;

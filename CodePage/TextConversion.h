@@ -8,16 +8,17 @@
 
 #include "CodePage/CODE_PAGE.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <span>
 
 namespace KCodePage {
 
 // Why a character has no exact counterpart.
 enum class TextFailureKind : unsigned char {
-    Undefined,         // decoding: bytes that stand for no character of the code page
+    Undefined,         // decoding: bytes that stand for no character of the code page or charset
     CutOff,            // decoding: the text ends inside a character
     IllFormed,         // decoding: not UTF-8
     UnpairedSurrogate, // encoding: half a surrogate pair
@@ -32,7 +33,12 @@ struct TextFailure {
     TextFailureKind kind = TextFailureKind::Undefined;
     std::uint64_t offset = 0;             // from the start of the text: bytes decoding, code units encoding
     std::array<std::uint16_t, 4> units{}; // the first of them: bytes decoding, code units encoding
-    unsigned length = 0;                  // how many there are
+    unsigned length = 0;                  // how many there are, which may be more than `units` holds
+
+    // Those of them that are known.
+    std::span<const std::uint16_t> FirstUnits() const noexcept {
+        return {units.data(), std::min<std::size_t>(length, units.size())};
+    }
 };
 
 enum class TextStop : unsigned char {
@@ -54,14 +60,14 @@ struct TextPolicy {
     bool allowBestFit = false;
 
     // Put a substitution character in place of whatever does not convert, and count it. Undefined bytes and
-    // each maximal ill-formed part of UTF-8 give one code unit `decoded`; encoding, each code unit gives one
-    // byte `encoded`, in UTF-8 EF BF BD.
+    // each maximal ill-formed part of UTF-8, or what ICU takes for one failure, give one code unit `decoded`;
+    // encoding, each code unit gives one byte `encoded`, in UTF-8 EF BF BD.
     bool substitute = false;
     wchar16 decoded = 0xFFFD;
     char encoded = '?';
 
     // Take only 7-bit characters of the code page for defined: without exact counterpart or best fit are
-    // then all others. UTF-8 is not concerned.
+    // then all others. UTF-8 and the charsets of ICU are not concerned.
     bool sevenBit = false;
 };
 
@@ -72,6 +78,13 @@ struct TextSubstitutions {
         TextFailure first;
     };
     std::array<Count, textFailureKinds> ofKind;
+
+    void Add(const TextFailure& failure) noexcept {
+        Count& count = ofKind[static_cast<std::size_t>(failure.kind)];
+        if (count.count++ == 0) {
+            count.first = failure;
+        }
+    }
 };
 
 } // namespace KCodePage

@@ -17,8 +17,12 @@ namespace KCodePage {
 
 class KCODEPAGE_EXPORT TextEncoder {
 public:
-    // Takes the tables of `codePage` from the registry. Throws what GetCodePage throws, and
-    // UserErrorException for iso-2022-jp and unicode-1-1.
+    // Takes the tables of `codePage` from the registry, and for iso-2022-jp those of shift_jis and the
+    // Shift-JIS to JIS table. Throws what GetCodePage and ShiftJisToJis::Instance throw, and
+    // UserErrorException for unicode-1-1.
+    //
+    // iso-2022-jp is 7-bit here: half-width katakana, the IBM extensions (lead bytes F0 to FC of shift_jis)
+    // and the controls SO, SI and ESC have no counterpart. A text ends in one-byte mode, also where it fails.
     explicit TextEncoder(CODE_PAGE codePage, const TextPolicy& policy = {});
     TextEncoder(TextEncoder&&) noexcept;
     TextEncoder& operator=(TextEncoder&&) noexcept;

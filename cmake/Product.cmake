@@ -11,7 +11,10 @@ find_package(Threads REQUIRED)
 
 add_library(KCodePage SHARED ${objectFiles})
 add_library(KCodePage::KCodePage ALIAS KCodePage)
-target_link_libraries(KCodePage PRIVATE $<BUILD_INTERFACE:KCodePageBuildSettings> Threads::Threads)
+# ICU is the library's own affair: a client needs neither its headers nor its package files.
+target_link_libraries(KCodePage PRIVATE
+  $<BUILD_INTERFACE:KCodePageBuildSettings> Threads::Threads
+  $<BUILD_INTERFACE:ICU::uc> $<BUILD_INTERFACE:ICU::i18n>)
 target_compile_features(KCodePage INTERFACE cxx_std_20)
 target_include_directories(KCodePage INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR};${PROJECT_SOURCE_DIR}/Platform>"
@@ -23,7 +26,7 @@ set_target_properties(KCodePage PROPERTIES
 
 add_library(KCodePageObjects INTERFACE)
 target_sources(KCodePageObjects INTERFACE ${objectFiles})
-target_link_libraries(KCodePageObjects INTERFACE KCodePageBuildSettings Threads::Threads)
+target_link_libraries(KCodePageObjects INTERFACE KCodePageBuildSettings Threads::Threads ICU::uc ICU::i18n)
 
 if(NOT KCODEPAGE_INSTALL)
   return()

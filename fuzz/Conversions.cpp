@@ -6,6 +6,7 @@
 
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Initializer.h"
+#include "CodePage/JisTables.h"
 #include "CodePage/TableOperations.h"
 #include "KBase/UTF8Routines.h"
 
@@ -27,7 +28,7 @@ struct Page {
 constexpr Page pages[] = {{0, 0, false},    {1, 1252, false}, {2, 1250, false},   {4, 1257, false},
                           {6, 1256, false}, {7, 1253, false}, {8, 1255, false},   {9, 1254, false},
                           {11, 932, true},  {14, 949, true},  {15, 20866, false}, {16, 936, true},
-                          {17, 950, true},  {18, 874, false}, {20, 65001, false}};
+                          {17, 950, true},  {18, 874, false}, {20, 65001, false}, {12, 932, true}};
 
 // The tables of one page, and the slow ones that hold the same.
 struct Tables {
@@ -139,6 +140,57 @@ void ThroughObject(const Page& page, std::string_view bytes, KBase::WideView uni
     }
 }
 
+// The steps by which iso-2022-jp is made of shift_jis, in a slow form.
+const JisTables::Slow& SlowJis() {
+    static const JisTables::Slow slow = [] {
+        JisTables::Slow made;
+        made.Read(*JisTables::Parse(SerializedTables::Written(*ShiftJisToJis::InstanceReference())));
+        const auto shiftJis = GetCodePageReference(SHIFT_JIS);
+        for (unsigned byte = 0; byte < 0x100; ++byte) {
+            made.isLeadByte[byte] = shiftJis->IsLeadingByte(static_cast<char>(byte));
+        }
+        return made;
+    }();
+    return slow;
+}
+
+// iso-2022-jp encodes, and is scanned; it does not decode.
+void ThroughJis(const Page& page, const std::string& bytes, KBase::WideView units, bool decode,
+                bool substitute, unsigned blockSize) {
+    CodePage& object = ObjectOf(page);
+    if (decode) {
+        for (std::size_t i = 0; i <= bytes.size(); ++i) {
+            const ExactBuffer<char> rest(bytes.substr(i) + '\0');
+            const std::string_view next(rest.Get());
+            const bool isEscape = next.starts_with("\x1B$B") || next.starts_with("\x1B(B");
+            Require(object.IsEscapeSequence(rest.Get()) == isEscape, "an escape sequence differs");
+            Require(object.GetNumberOfBytesInThisEscapeSequence(rest.Get()) == (isEscape ? 3u : 0u),
+                    "the length of an escape sequence differs");
+            Require(object.IsLeadingByte(*rest.Get()) ==
+                        SlowJis().isFirstByte[static_cast<unsigned char>(*rest.Get())],
+                    "a lead byte differs");
+        }
+        return;
+    }
+    for (const unsigned limit : {0u, blockSize}) {
+        const auto shiftJis = TablesOf(page).slowEncoder.Convert(units, limit, substitute);
+        const auto expected = SlowJis().Convert(shiftJis.bytes, limit);
+        const ExactBuffer<KBase::wchar16> input(units);
+        try {
+            unsigned consumed = 0;
+            const auto encoded = object.ConvertToMultiByteObservingBlockSize(
+                consumed, limit, input.Get(), static_cast<unsigned>(input.Size()),
+                TableResults::Mode(substitute));
+            Require(!shiftJis.shown && expected.failure.empty(), "a text converts that should not");
+            Require(encoded->IsEqual(expected.bytes.data(), static_cast<unsigned>(expected.bytes.size())),
+                    "a text becomes something else");
+            Require(consumed == (limit == 0 ? 0 : expected.count), "a count differs");
+        } catch (const InvalidCharacterException&) {
+            Require(shiftJis.shown || !expected.failure.empty(), "a text is refused");
+        }
+    }
+}
+
 void ThroughUTF8Routines(std::string_view bytes) {
     const ExactBuffer<char> input(bytes);
     const KBase::WideString units = KBase::UTF8ToWideCharUsingLength(input.Get(), input.Size(), true);
@@ -172,7 +224,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                     static_cast<unsigned char>(bytes[i + 1]) << 8));
     }
     ThroughUTF8Routines(bytes);
-    if (throughTable && page.codePage != 20) {
+    if (page.codePage == 12) {
+        ThroughJis(page, bytes, units, decode, substitute, blockSize == 0 ? 256 : blockSize);
+    } else if (throughTable && page.codePage != 20) {
         ThroughTable(page, bytes, units, decode, substitute, blockSize);
     } else {
         ThroughObject(page, bytes, units, decode, substitute, blockSize == 0 ? 256 : blockSize);

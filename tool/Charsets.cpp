@@ -1,6 +1,8 @@
 #include "Charsets.h"
 
+#include "CodePage/Exceptions.h"
 #include "CodePage/IANAInfo.h"
+#include "CodePage/TextDecoder.h"
 #include "Failure.h"
 #include "Messages.h"
 
@@ -18,14 +20,24 @@ struct Alias {
     CODE_PAGE codePage;
 };
 
+// Names that ICU has for code pages of the catalogue are here too: under them nobody shall get tables that
+// are not quite the Windows code page's.
 constexpr Alias aliases[] = {
+    {"ascii", US_ASCII},
     {"latin1", ISO_8859_1},
     {"windows-1252", ISO_8859_1},
+    {"cp1252", ISO_8859_1},
     {"windows-1250", ISO_8859_2},
+    {"cp1250", ISO_8859_2},
     {"windows-1257", ISO_8859_4},
+    {"cp1257", ISO_8859_4},
     {"windows-1256", ISO_8859_6},
+    {"cp1256", ISO_8859_6},
     {"windows-1253", ISO_8859_7},
+    {"cp1253", ISO_8859_7},
+    {"cp1255", WINDOWS_1255},
     {"windows-1254", ISO_8859_9},
+    {"cp1254", ISO_8859_9},
     {"cp932", SHIFT_JIS},
     {"windows-31j", SHIFT_JIS},
     {"sjis", SHIFT_JIS},
@@ -33,10 +45,12 @@ constexpr Alias aliases[] = {
     {"uhc", EUC_KR},
     {"cp949", EUC_KR},
     {"koi8r", KOI8_R},
+    {"cp20866", KOI8_R},
     {"gbk", GB2312},
     {"cp936", GB2312},
     {"cp950", BIG5},
     {"tis-620", WINDOWS_874},
+    {"cp874", WINDOWS_874},
 };
 
 struct UnicodeForm {
@@ -50,13 +64,26 @@ constexpr UnicodeForm unicodeForms[] = {
     {"utf-16", Charset::Form::UTF16},
 };
 
-bool EqualInAnyCase(std::string_view a, std::string_view b) {
-    // The names are ASCII, and the user's locale has no say in them.
-    const auto lower = [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    };
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [&](char x, char y) { return lower(x) == lower(y); });
+// What of a name counts: its letters and digits. The names are ASCII, and the user's locale has no say in
+// them.
+std::string Essence(std::string_view name) {
+    std::string essence;
+    for (const char c : name) {
+        if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) {
+            essence.push_back(c);
+        } else if (c >= 'A' && c <= 'Z') {
+            essence.push_back(static_cast<char>(c - 'A' + 'a'));
+        }
+    }
+    return essence;
+}
+
+bool IsSame(std::string_view a, std::string_view b) {
+    return Essence(a) == Essence(b);
+}
+
+bool IsStandard(std::string_view name) {
+    return name.starts_with("iso-8859-");
 }
 
 std::optional<Charset> RowOf(CODE_PAGE codePage) {
@@ -70,16 +97,20 @@ std::optional<Charset> RowOf(CODE_PAGE codePage) {
 
 } // namespace
 
+bool Charset::IsUnicode() const noexcept {
+    return form != Form::ICU && (form != Form::CodePage || codePage == UTF_8);
+}
+
 bool Charset::HasTables() const noexcept {
     return form == Form::CodePage && codePage != UTF_8 && codePage != UNICODE_1_1;
 }
 
 bool Charset::Decodes() const noexcept {
-    return form != Form::CodePage || (codePage != ISO_2022_JP && codePage != UNICODE_1_1);
+    return form != Form::CodePage || codePage != UNICODE_1_1;
 }
 
 bool Charset::Encodes() const noexcept {
-    return Decodes();
+    return Decodes() && form != Form::ICU;
 }
 
 std::vector<Charset> Catalogue() {
@@ -119,43 +150,97 @@ std::optional<CharacterLength> LengthOfCharacters(const Charset& charset) {
     }
 }
 
-Charset FindCharset(std::string_view name) {
+Charset StandardOf(const Charset& charset) {
+    return {charset.standard, Charset::Form::ICU};
+}
+
+std::string WindowsNameOf(const Charset& charset) {
+    return "windows-" + std::to_string(charset.windowsCodePage);
+}
+
+namespace {
+
+// The catalogue's character set with this name, or UTF-16.
+std::optional<Charset> Known(std::string_view name) {
     for (const UnicodeForm& known : unicodeForms) {
-        if (EqualInAnyCase(name, known.name)) {
-            return {known.name, known.form};
+        if (IsSame(name, known.name)) {
+            return Charset{known.name, known.form};
         }
     }
     for (const Alias& alias : aliases) {
-        if (EqualInAnyCase(name, alias.name)) {
-            return *RowOf(alias.codePage);
+        if (IsSame(name, alias.name)) {
+            Charset charset = *RowOf(alias.codePage);
+            if (IsSame(name, "latin1")) {
+                charset.standard = charset.name;
+            }
+            return charset;
         }
     }
     for (Charset& charset : Catalogue()) {
-        if (EqualInAnyCase(name, charset.name)) {
+        if (IsSame(name, charset.name)) {
+            if (IsStandard(charset.name)) {
+                charset.standard = charset.name;
+            }
             return std::move(charset);
         }
     }
+    return std::nullopt;
+}
+
+bool IsKnownToICU(const std::string& name) {
+    try {
+        const TextDecoder decoder(name.c_str());
+        return true;
+    } catch (const UserErrorException&) {
+        return false;
+    }
+}
+
+[[noreturn]] void ThrowUnknown(std::string_view name) {
     throw UsageFailure("the character set " + Quoted(name) + " is not known; 'kcodepage list' shows all");
 }
 
-Charset FindSource(std::string_view name) {
-    Charset charset = FindCharset(name);
-    if (!charset.Decodes()) {
-        throw UsageFailure(
-            charset.codePage == ISO_2022_JP
-                ? "iso-2022-jp cannot be converted from; convert it to shift_jis or utf-8 with "
-                  "another program first, and name that in --from"
-                : "unicode-1-1 cannot be converted; use utf-16le or utf-16be in --from");
+[[noreturn]] void ThrowRefused(const Charset& charset, const char* option) {
+    throw UsageFailure(charset.name + " cannot be converted; use utf-16le or utf-16be in " + option);
+}
+
+} // namespace
+
+Charset FindCharset(std::string_view name) {
+    if (std::optional<Charset> known = Known(name)) {
+        return *known;
     }
-    return charset;
+    ThrowUnknown(name);
+}
+
+Charset FindSource(std::string_view name) {
+    std::optional<Charset> known = Known(name);
+    if (!known && IsKnownToICU(std::string(name))) {
+        return {Printable(name), Charset::Form::ICU};
+    }
+    if (!known) {
+        ThrowUnknown(name);
+    }
+    if (!known->Decodes()) {
+        ThrowRefused(*known, "--from");
+    }
+    if (known->codePage == ISO_2022_JP) {
+        known->form = Charset::Form::ICU; // the code page itself is one-way
+    }
+    return *known;
 }
 
 Charset FindTarget(std::string_view name) {
-    Charset charset = FindCharset(name);
-    if (!charset.Encodes()) {
-        throw UsageFailure(charset.codePage == ISO_2022_JP
-                               ? "iso-2022-jp cannot be converted to; use shift_jis or utf-8 in --to"
-                               : "unicode-1-1 cannot be converted; use utf-16le or utf-16be in --to");
+    const std::optional<Charset> known = Known(name);
+    if (!known && IsKnownToICU(std::string(name))) {
+        throw UsageFailure(Quoted(name) +
+                           " can only be converted from; 'kcodepage list' shows what --to takes");
     }
-    return charset;
+    if (!known) {
+        ThrowUnknown(name);
+    }
+    if (!known->Encodes()) {
+        ThrowRefused(*known, "--to");
+    }
+    return *known;
 }

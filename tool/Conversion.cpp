@@ -12,7 +12,7 @@ using namespace KCodePage;
 namespace {
 
 constexpr std::size_t chunkSize = 65536;
-constexpr std::size_t longestCharacter = 4;
+constexpr std::size_t longestCharacter = 8;
 
 // The policy of the half that works in `charset`.
 TextPolicy PolicyFor(const Charset& charset, const Charset& to, const Conversion::Policy& policy) {
@@ -36,8 +36,9 @@ Conversion::Conversion(Charset source, Charset target, const Policy& textPolicy)
       to(std::move(target)),
       policy(PolicyFor(from, to, textPolicy)),
       encoder(MakeEncoder(to, PolicyFor(to, to, textPolicy))),
+      sourceDivergence(from),
+      targetDivergence(to),
       decoder(MakeDecoder(from, policy)), // made anew for each text; here so that a refusal comes first
-      bytes(longestCharacter + chunkSize),
       units(longestCharacter + chunkSize),
       encoded(chunkSize) {}
 
@@ -45,25 +46,28 @@ void Conversion::Convert(Input& input, Output& output) {
     decoder = MakeDecoder(from, policy);
     file = input.Name();
     lineFeeds = 0;
-    std::size_t kept = 0; // the beginning of a character, at the start of `bytes`
+    std::uint64_t taken = 0; // bytes that the decoder has taken
+    std::size_t kept = 0;    // the last of them, of a character that it did not see whole; they lead `bytes`
     for (bool end = false; !end;) {
+        bytes.resize(kept + chunkSize);
         const std::size_t count = input.Read({bytes.data() + kept, chunkSize});
         end = count == 0;
-        const std::uint64_t start = decoder->Position();
-        // No byte gives more than one unit: the room always suffices, and no surrogate pair is split.
-        const TextResult result = decoder->Convert({bytes.data() + kept, count}, units, end);
-        const std::size_t converted = static_cast<std::size_t>(decoder->Position() - start);
-        const Piece piece{start, {bytes.data(), kept + count}, {units.data(), result.written}};
-        Encode(piece, end && result.stop != TextStop::Failure, output);
-        if (result.stop == TextStop::Failure) {
-            throw Failure(Describe(Decoded(piece, result.failure), from, to));
-        }
-        CountDecoded(piece);
-        lineFeeds += CountLineFeeds(piece.units);
-        unitsBefore += piece.units.size();
-        std::copy(piece.bytes.begin() + static_cast<std::ptrdiff_t>(converted), piece.bytes.end(),
-                  bytes.begin());
-        kept = piece.bytes.size() - converted;
+        std::size_t next = kept;
+        const std::size_t limit = kept + count;
+        TextResult result;
+        do {
+            const std::unique_ptr<Decoder> before = decoder->Clone();
+            result = decoder->Convert({bytes.data() + next, limit - next}, units, end);
+            const Piece piece{*before,
+                              {bytes.data() + next - kept, kept + result.consumed},
+                              kept,
+                              {units.data(), result.written}};
+            Take(piece, result, end, output);
+            next += result.consumed;
+            taken += result.consumed;
+            kept = static_cast<std::size_t>(taken - decoder->Position());
+        } while (result.stop == TextStop::OutputFull);
+        std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(limit - kept), kept, bytes.begin());
     }
     // The next text counts anew.
     for (std::size_t kind = 0; kind < textFailureKinds; ++kind) {
@@ -72,19 +76,52 @@ void Conversion::Convert(Input& input, Output& output) {
     }
 }
 
+void Conversion::Take(const Piece& piece, const TextResult& result, bool end, Output& output) {
+    Encode(piece, end && result.stop == TextStop::InputUsedUp, output);
+    if (result.stop == TextStop::Failure) {
+        throw Failure(Describe(Decoded(piece, result.failure), from, to));
+    }
+    CountDecoded(piece);
+    lineFeeds += CountLineFeeds(piece.units);
+    unitsBefore += piece.units.size();
+}
+
 void Conversion::Encode(const Piece& piece, bool end, Output& output) {
     const TextSubstitutions before = encoder->Substitutions();
     std::span<const wchar16> rest = piece.units;
+    std::size_t written = 0;
     TextResult result;
     do {
         result = encoder->Convert(rest, encoded, end);
         rest = rest.subspan(result.consumed);
         output.Write({encoded.data(), result.written});
+        CountTargetDivergence(piece, written, {encoded.data(), result.written});
+        written += result.written;
     } while (result.stop == TextStop::OutputFull);
     if (result.stop == TextStop::Failure) {
-        throw Failure(Describe(Encoded(piece, result.failure), from, to));
+        const Loss loss = Encoded(piece, result.failure);
+        CountSourceDivergence(piece, loss.offset);
+        throw Failure(Describe(loss, from, to));
     }
+    CountSourceDivergence(piece, piece.before.Position() + piece.bytes.size());
     CountEncoded(piece, before);
+}
+
+// Up to the offset `end`. Where bytes can diverge, each is a character.
+void Conversion::CountSourceDivergence(const Piece& piece, std::uint64_t end) {
+    const std::uint64_t start = piece.before.Position();
+    const std::string_view read = piece.bytes.substr(0, static_cast<std::size_t>(end - start));
+    if (const std::size_t first = sourceDivergence.Count(read); first != Divergence::none) {
+        sourceDivergence.SetFirst(file, start + first, static_cast<unsigned char>(read[first]));
+    }
+}
+
+// Where bytes can diverge, each unit became one. `written`: bytes of the piece before `more`.
+void Conversion::CountTargetDivergence(const Piece& piece, std::size_t written, std::string_view more) {
+    if (const std::size_t first = targetDivergence.Count(more); first != Divergence::none) {
+        const Place place = PlaceOf(piece, written + first, 1);
+        targetDivergence.SetFirst(file, place.offset, static_cast<unsigned char>(more[first]));
+    }
 }
 
 // A kind that has been counted for the first time was met in this piece.
@@ -109,39 +146,52 @@ void Conversion::CountEncoded(const Piece& piece, const TextSubstitutions& befor
     }
 }
 
+// The piece decoded once more, byte by byte, until the units of the character come out. What comes between
+// two characters (an escape sequence) belongs to neither.
+Conversion::Place Conversion::PlaceOf(const Piece& piece, std::size_t index, std::size_t count) const {
+    const std::unique_ptr<Decoder> again = piece.before.Clone();
+    const std::uint64_t start = again->Position();
+    std::array<wchar16, 32> more{};
+    Place place;
+    place.offset = start;
+    place.line = lineFeeds + CountLineFeeds(piece.units.first(index)) + 1;
+    std::size_t seen = 0;
+    for (std::size_t i = piece.kept; i <= piece.bytes.size() && seen < index + count; ++i) {
+        // The end of the input may bring out what a decoder held back.
+        const std::string_view byte = piece.bytes.substr(i, 1);
+        if (seen <= index) {
+            place.offset = again->Position();
+        }
+        seen += again->Convert({byte.data(), byte.size()}, more, byte.empty()).written;
+    }
+    place.bytes = piece.bytes.substr(static_cast<std::size_t>(place.offset - start),
+                                     static_cast<std::size_t>(again->Position() - place.offset));
+    return place;
+}
+
 // The line: the piece decoded once more as far as the failure, with nothing kept of it.
 Loss Conversion::Decoded(const Piece& piece, const TextFailure& failure) const {
     Loss loss{Side::Decoding, failure, file, 0, failure.offset, {}, {}};
-    loss.bytes.assign(failure.units.begin(), failure.units.begin() + failure.length);
-    std::vector<wchar16> before(piece.bytes.size());
-    const std::size_t length = static_cast<std::size_t>(failure.offset - piece.offset);
-    const TextResult result =
-        decoder->From(piece.offset)->Convert({piece.bytes.data(), length}, before, false);
+    const std::span<const std::uint16_t> known = failure.FirstUnits();
+    loss.bytes.assign(known.begin(), known.end());
+    const std::uint64_t begin = piece.before.Position() + piece.kept;
+    const std::string_view read =
+        piece.bytes.substr(piece.kept, static_cast<std::size_t>(std::max(failure.offset, begin) - begin));
+    std::vector<wchar16> before(piece.units.size());
+    const TextResult result = piece.before.Clone()->Convert({read.data(), read.size()}, before, false);
     loss.line = lineFeeds + CountLineFeeds({before.data(), result.written}) + 1;
     return loss;
 }
 
-// The encoder counts units. The bytes are found by decoding the piece once more into exactly the units
-// before, and then into those of the character.
 Loss Conversion::Encoded(const Piece& piece, const TextFailure& failure) const {
     // A table that maps to halves of a surrogate pair may leave one of them waiting before the piece.
     const std::size_t index =
         static_cast<std::size_t>(failure.offset - std::min(failure.offset, unitsBefore));
-    const std::unique_ptr<Decoder> again = decoder->From(piece.offset);
-    std::vector<wchar16> before(index);
-    std::size_t taken = again->Convert({piece.bytes.data(), piece.bytes.size()}, before, false).consumed;
-    const std::uint64_t start = again->Position();
-    std::array<wchar16, 2> character{};
-    again->Convert({piece.bytes.data() + taken, piece.bytes.size() - taken},
-                   std::span(character).first(failure.length), false);
-    const std::string_view found = piece.bytes.substr(static_cast<std::size_t>(start - piece.offset),
-                                                      static_cast<std::size_t>(again->Position() - start));
-
-    Loss loss{Side::Encoding, failure, file, 0, start, {}, {}};
-    for (const char byte : found) {
+    const Place place = PlaceOf(piece, index, failure.length);
+    Loss loss{Side::Encoding, failure, file, place.line, place.offset, {}, {}};
+    for (const char byte : place.bytes) {
         loss.bytes.push_back(static_cast<unsigned char>(byte));
     }
-    loss.line = lineFeeds + CountLineFeeds(before) + 1;
     if (failure.kind == TextFailureKind::BestFit) {
         loss.bestFit = BestFitOf(failure);
     }
@@ -152,11 +202,20 @@ std::string Conversion::BestFitOf(const TextFailure& failure) const {
     TextPolicy allowing;
     allowing.allowBestFit = true;
     std::array<char, longestCharacter> fit{};
-    const TextResult result =
-        MakeEncoder(to, allowing)->Convert({failure.units.data(), failure.length}, fit, true);
+    const TextResult result = MakeEncoder(to, allowing)->Convert(failure.FirstUnits(), fit, true);
     std::vector<std::uint16_t> shown;
     for (std::size_t i = 0; i < result.written; ++i) {
         shown.push_back(static_cast<unsigned char>(fit[i]));
     }
     return Hexadecimal(shown);
+}
+
+std::vector<std::string> Conversion::Remarks() const {
+    std::vector<std::string> remarks = tally.Lines(from, to);
+    for (std::string line : {sourceDivergence.Line("--from"), targetDivergence.Line("--to")}) {
+        if (!line.empty()) {
+            remarks.push_back(std::move(line));
+        }
+    }
+    return remarks;
 }

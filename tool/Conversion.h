@@ -5,6 +5,7 @@
 
 #include "Charsets.h"
 #include "Decoders.h"
+#include "Divergence.h"
 #include "Encoders.h"
 #include "Losses.h"
 #include "Streams.h"
@@ -28,20 +29,34 @@ public:
     // counterpart, when all before it has been written.
     void Convert(Input& input, Output& output);
 
-    // What was substituted so far.
-    const LossTally& Tally() const noexcept { return tally; }
+    // What is to be said of what was converted so far, a line each: what was substituted, and what a standard
+    // reads otherwise.
+    std::vector<std::string> Remarks() const;
 
 private:
-    // A stretch of the text that begins and ends between two characters, and what it decodes to.
+    // What was read and decoded at once. Where it begins inside a character, `bytes` has the character's
+    // beginning too.
     struct Piece {
-        std::uint64_t offset; // in the file
-        std::string_view bytes;
+        const Decoder& before;  // as it was when the piece was read
+        std::string_view bytes; // up to the end of the piece
+        std::size_t kept;       // how many of them were read before
         std::span<const KCodePage::wchar16> units;
     };
 
+    // Where in the file a character stands.
+    struct Place {
+        std::uint64_t offset = 0;
+        std::uint64_t line = 0;
+        std::string_view bytes;
+    };
+
+    void Take(const Piece& piece, const KCodePage::TextResult& result, bool end, Output& output);
     void Encode(const Piece& piece, bool end, Output& output);
     void CountDecoded(const Piece& piece);
-    void CountEncoded(const Piece& piece, const KCodePage::TextSubstitutions& before);
+    void CountEncoded(const Piece& piece, const KCodePage::TextSubstitutions& counted);
+    void CountSourceDivergence(const Piece& piece, std::uint64_t end);
+    void CountTargetDivergence(const Piece& piece, std::size_t written, std::string_view more);
+    Place PlaceOf(const Piece& piece, std::size_t index, std::size_t count) const;
     Loss Decoded(const Piece& piece, const KCodePage::TextFailure& failure) const;
     Loss Encoded(const Piece& piece, const KCodePage::TextFailure& failure) const;
     std::string BestFitOf(const KCodePage::TextFailure& failure) const;
@@ -52,6 +67,8 @@ private:
     std::unique_ptr<Encoder> encoder;
     std::uint64_t unitsBefore = 0; // the piece, of all texts
     LossTally tally;
+    Divergence sourceDivergence;
+    Divergence targetDivergence;
 
     // Of the text that is being converted.
     std::unique_ptr<Decoder> decoder;

@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Charsets.h"
 #include "CodePage/CodePageRegistry.h"
+#include "CodePage/ShiftJisToJis.h"
 #include "Commands.h"
 #include "Conversion.h"
 #include "Failure.h"
@@ -23,6 +24,7 @@ struct Options {
     std::string basePath; // empty for the operating system's tables
     std::string output{standardStream};
     std::vector<std::string> inputs;
+    bool standard = false;
     Conversion::Policy policy;
 };
 
@@ -30,6 +32,9 @@ struct Options {
 void LoadTables(const Charset& charset, const std::string& directory) {
     try {
         KCodePage::GetCodePageReference(charset.codePage);
+        if (charset.codePage == KCodePage::ISO_2022_JP) {
+            KCodePage::ShiftJisToJis::InstanceReference();
+        }
     } catch (const KBase::Message& cause) {
         throw Failure("the translation files of " + charset.name + " in " + Quoted(directory) +
                       " cannot be used; 'kcodepage tables' writes them: " + cause.what());
@@ -49,13 +54,25 @@ void SetTables(const Options& options, const Charset& from, const Charset& to) {
     }
 }
 
+Charset Source(const Options& options) {
+    Charset charset = FindSource(options.from);
+    if (!options.standard) {
+        return charset;
+    }
+    if (charset.standard.empty()) {
+        throw UsageFailure("--standard is for the iso-8859 names that stand for a Windows code page; " +
+                           charset.name + " is converted by one mapping only");
+    }
+    return StandardOf(charset);
+}
+
 void Convert(const Options& options) {
-    const Charset from = FindSource(options.from);
+    const Charset from = Source(options);
     const Charset to = FindTarget(options.to);
     SetTables(options, from, to);
     Conversion conversion(from, to, options.policy);
-    const auto reportSubstitutions = [&] {
-        for (const std::string& line : conversion.Tally().Lines(from, to)) {
+    const auto remark = [&] {
+        for (const std::string& line : conversion.Remarks()) {
             Report(line);
         }
     };
@@ -70,18 +87,24 @@ void Convert(const Options& options) {
         output.Commit();
     } catch (...) {
         if (options.output == standardStream) {
-            reportSubstitutions(); // what was replaced is out already
+            remark(); // what was replaced is out already
         }
         throw;
     }
-    reportSubstitutions();
+    remark();
 }
 
 constexpr const char* notes =
     "NAME is a name that 'kcodepage list' shows, in any letter case, or utf-16le,\n"
-    "utf-16be or utf-16. From utf-16 the byte order mark tells the order, without\n"
-    "one it is little-endian; to utf-16 is little-endian with a mark. us-ascii is\n"
-    "7-bit. In all others a mark is text and is kept.\n"
+    "utf-16be or utf-16; for --from also any that ICU knows, such as euc-jp. From\n"
+    "utf-16 the byte order mark tells the order, without one it is little-endian; to\n"
+    "utf-16 is little-endian with a mark. us-ascii is 7-bit. In the other code pages\n"
+    "and in utf-8 a mark is text and is kept. iso-2022-jp is read by ICU; written, it\n"
+    "is 7-bit: half-width katakana and the IBM extensions have no counterpart.\n"
+    "\n"
+    "iso-8859-1, -2, -4, -6, -7 and -9 are converted as the Windows code pages 1252,\n"
+    "1250, 1257, 1256, 1253 and 1254. Where a text has bytes that the standard reads\n"
+    "otherwise, this is said on standard error; --standard decodes by the standard.\n"
     "\n"
     "The first character without an exact counterpart stops the conversion; the\n"
     "message names its file, line, byte offset and bytes. Each FILE is a text of its\n"
@@ -112,6 +135,8 @@ void AddConvertCommand(CLI::App& app) {
                       "Take the code page's best fit for characters it does not have");
     command->add_flag("--substitute", options->policy.substitute,
                       "Put ? (U+FFFD in Unicode) for what does not convert, and count");
+    command->add_flag("--standard", options->standard,
+                      "Decode an iso-8859 name by the ISO standard, not as Windows does");
     command->add_option("FILE", options->inputs, "Files to read instead of standard input")
         ->check(NotEmpty())
         ->type_name("");

@@ -4,41 +4,34 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 using namespace KCodePage;
 
 namespace {
 
-class CodePageDecoder : public Decoder {
+// By the library, from a code page or one of ICU's character sets.
+class LibraryDecoder : public Decoder {
 public:
-    CodePageDecoder(CODE_PAGE page, const TextPolicy& textPolicy, std::uint64_t position)
-        : codePage(page), policy(textPolicy), start(position), decoder(page, textPolicy) {}
+    explicit LibraryDecoder(TextDecoder textDecoder) : decoder(std::move(textDecoder)) {}
 
     TextResult Convert(std::span<const char> input, std::span<wchar16> output, bool end) override {
-        TextResult result = decoder.Convert(input, output, end);
-        result.failure.offset += start;
-        return result;
+        return decoder.Convert(input, output, end);
     }
 
-    std::uint64_t Position() const noexcept override { return start + decoder.Position(); }
+    std::uint64_t Position() const noexcept override { return decoder.Position(); }
 
     const TextSubstitutions& Substitutions() const noexcept override { return decoder.Substitutions(); }
 
-    std::unique_ptr<Decoder> From(std::uint64_t position) const override {
-        return std::make_unique<CodePageDecoder>(codePage, policy, position);
-    }
+    std::unique_ptr<Decoder> Clone() const override { return std::make_unique<LibraryDecoder>(*this); }
 
 private:
-    CODE_PAGE codePage;
-    TextPolicy policy;
-    std::uint64_t start;
     TextDecoder decoder;
 };
 
 class UTF16Decoder : public Decoder {
 public:
-    UTF16Decoder(Charset::Form textForm, const TextPolicy& textPolicy, std::uint64_t position)
-        : form(textForm), policy(textPolicy), offset(position) {}
+    UTF16Decoder(Charset::Form textForm, const TextPolicy& textPolicy) : form(textForm), policy(textPolicy) {}
 
     TextResult Convert(std::span<const char> input, std::span<wchar16> output, bool end) override {
         TextResult result;
@@ -65,13 +58,7 @@ public:
 
     const TextSubstitutions& Substitutions() const noexcept override { return substitutions; }
 
-    std::unique_ptr<Decoder> From(std::uint64_t position) const override {
-        // Only at the very start of a text does its mark decide.
-        const Charset::Form rest = form != Charset::Form::UTF16 || position == 0 ? form
-                                   : bigEndian                                   ? Charset::Form::UTF16BE
-                                                                                 : Charset::Form::UTF16LE;
-        return std::make_unique<UTF16Decoder>(rest, policy, position);
-    }
+    std::unique_ptr<Decoder> Clone() const override { return std::make_unique<UTF16Decoder>(*this); }
 
 private:
     bool IsBigEndian() const noexcept { return form == Charset::Form::UTF16BE || bigEndian; }
@@ -142,7 +129,7 @@ private:
     Charset::Form form;
     TextPolicy policy;
     bool bigEndian = false; // the mark said so
-    std::uint64_t offset;
+    std::uint64_t offset = 0;
     std::array<unsigned char, 4> kept{}; // the next character, or its beginning
     std::size_t length = 0;
     bool failed = false;
@@ -153,8 +140,12 @@ private:
 } // namespace
 
 std::unique_ptr<Decoder> MakeDecoder(const Charset& charset, const TextPolicy& policy) {
-    if (charset.form == Charset::Form::CodePage) {
-        return std::make_unique<CodePageDecoder>(charset.codePage, policy, 0);
+    switch (charset.form) {
+    case Charset::Form::CodePage:
+        return std::make_unique<LibraryDecoder>(TextDecoder(charset.codePage, policy));
+    case Charset::Form::ICU:
+        return std::make_unique<LibraryDecoder>(TextDecoder(charset.name.c_str(), policy));
+    default:
+        return std::make_unique<UTF16Decoder>(charset.form, policy);
     }
-    return std::make_unique<UTF16Decoder>(charset.form, policy, 0);
 }

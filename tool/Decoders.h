@@ -23,9 +23,8 @@ public:
 
     virtual const KCodePage::TextSubstitutions& Substitutions() const noexcept = 0;
 
-    // A decoder for the same text from `position` on. Requires: a character begins there, not beyond
-    // Position().
-    virtual std::unique_ptr<Decoder> From(std::uint64_t position) const = 0;
+    // A decoder that goes on from the same place, on its own.
+    virtual std::unique_ptr<Decoder> Clone() const = 0;
 };
 
 // A decoder for one text in `charset`, which FindSource gave.

@@ -2,6 +2,8 @@
 
 #include "CodePage/TextEncoder.h"
 
+#include <utility>
+
 using namespace KCodePage;
 
 namespace {
@@ -20,29 +22,53 @@ private:
     TextEncoder encoder;
 };
 
-// Whether surrogates are paired is the decoders' affair: what they give is well-formed.
 class UTF16Encoder : public Encoder {
 public:
-    explicit UTF16Encoder(Charset::Form form)
-        : bigEndian(form == Charset::Form::UTF16BE), markIsDue(form == Charset::Form::UTF16) {}
+    UTF16Encoder(Charset::Form form, const TextPolicy& textPolicy)
+        : bigEndian(form == Charset::Form::UTF16BE),
+          markIsDue(form == Charset::Form::UTF16),
+          substitute(textPolicy.substitute) {}
 
-    TextResult Convert(std::span<const wchar16> input, std::span<char> output, bool) override {
+    TextResult Convert(std::span<const wchar16> input, std::span<char> output, bool end) override {
         TextResult result;
         if (markIsDue && !input.empty()) {
             Put(0xFEFF, output, result.written);
             markIsDue = false;
         }
         while (result.consumed < input.size()) {
-            if (output.size() - result.written < 2) {
+            if (output.size() - result.written < 4) {
                 result.stop = TextStop::OutputFull;
                 return result;
             }
-            Put(input[result.consumed++], output, result.written);
+            const wchar16 unit = input[result.consumed];
+            const bool isTrailing = (unit & 0xFC00u) == 0xDC00u;
+            if (lead != 0 && !isTrailing) {
+                if (!Unpaired(std::exchange(lead, wchar16{0}), output, result)) {
+                    return result;
+                }
+                continue;
+            }
+            ++result.consumed;
+            if (lead != 0) {
+                Put(std::exchange(lead, wchar16{0}), output, result.written);
+                Put(unit, output, result.written);
+                offset += 2;
+            } else if ((unit & 0xFC00u) == 0xD800u) {
+                lead = unit;
+            } else if (!isTrailing) {
+                Put(unit, output, result.written);
+                ++offset;
+            } else if (!Unpaired(unit, output, result)) {
+                return result;
+            }
+        }
+        if (end && lead != 0) {
+            Unpaired(std::exchange(lead, wchar16{0}), output, result);
         }
         return result;
     }
 
-    const TextSubstitutions& Substitutions() const noexcept override { return none; }
+    const TextSubstitutions& Substitutions() const noexcept override { return substitutions; }
 
 private:
     void Put(wchar16 unit, std::span<char> output, std::size_t& written) const noexcept {
@@ -50,9 +76,25 @@ private:
         output[written++] = static_cast<char>(bigEndian ? unit : unit >> 8);
     }
 
+    // False where it stops the conversion.
+    bool Unpaired(wchar16 unit, std::span<char> output, TextResult& result) {
+        const TextFailure found{TextFailureKind::UnpairedSurrogate, offset++, {unit}, 1};
+        if (!substitute) {
+            result.stop = TextStop::Failure;
+            result.failure = found;
+            return false;
+        }
+        substitutions.Add(found);
+        Put(0xFFFD, output, result.written);
+        return true;
+    }
+
     bool bigEndian;
     bool markIsDue; // before the first unit of all; a run without one writes nothing
-    TextSubstitutions none;
+    bool substitute;
+    wchar16 lead = 0;         // a leading surrogate whose other half is to come
+    std::uint64_t offset = 0; // of the next unit, from the start of the run
+    TextSubstitutions substitutions;
 };
 
 } // namespace
@@ -61,5 +103,5 @@ std::unique_ptr<Encoder> MakeEncoder(const Charset& charset, const TextPolicy& p
     if (charset.form == Charset::Form::CodePage) {
         return std::make_unique<CodePageEncoder>(charset.codePage, policy);
     }
-    return std::make_unique<UTF16Encoder>(charset.form);
+    return std::make_unique<UTF16Encoder>(charset.form, policy);
 }

@@ -73,7 +73,8 @@ void AddListCommand(CLI::App& app) {
     command->add_flag("--json", *json, "The same as JSON");
     command->footer("Each with its number, IANA name, Windows code page number and bytes per\n"
                     "character, whether convert takes it in --from (decodes) and --to (encodes), and\n"
-                    "its aliases. Besides these, convert takes utf-16le, utf-16be and utf-16.\n"
+                    "its aliases. Besides these, convert takes utf-16le, utf-16be and utf-16, and in\n"
+                    "--from every character set that ICU knows.\n"
                     "\n"
                     "Example: kcodepage list --json");
     command->callback([json] {

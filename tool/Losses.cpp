@@ -20,7 +20,7 @@ std::string BytesAre(const Loss& loss) {
 }
 
 std::string Character(const Loss& loss) {
-    return CodePoint({loss.failure.units.data(), loss.failure.length}) + " (" + Bytes(loss) + ")";
+    return CodePoint(loss.failure.FirstUnits()) + " (" + Bytes(loss) + ")";
 }
 
 std::string Cause(const Loss& loss, const Charset& from, const Charset& to) {

@@ -1,6 +1,8 @@
 #include "Arguments.h"
 #include "Charsets.h"
+#include "CodePage/CodePageRegistry.h"
 #include "CodePage/MultiByteToUnicode.h"
+#include "CodePage/ShiftJisToJis.h"
 #include "CodePage/UnicodeToMultiByte.h"
 #include "Commands.h"
 #include "Failure.h"
@@ -19,14 +21,21 @@
 
 namespace {
 
+using KBase::operator""_w;
+
 struct Options {
     std::string directory;
     std::vector<std::string> names;
 };
 
-// The character sets whose files to write, each once. iso-2022-jp reads the files of shift_jis; it has none
-// of its own.
-std::vector<Charset> Chosen(const std::vector<std::string>& names) {
+// What to write: the tables of character sets, each once, and whether the Shift-JIS to JIS table. iso-2022-jp
+// reads that and the files of shift_jis; it has no others of its own.
+struct Choice {
+    std::vector<Charset> charsets;
+    bool shiftJisToJis = false;
+};
+
+Choice Chosen(const std::vector<std::string>& names) {
     std::vector<Charset> charsets;
     for (const std::string& name : names) {
         charsets.push_back(FindCharset(name));
@@ -38,19 +47,20 @@ std::vector<Charset> Chosen(const std::vector<std::string>& names) {
     if (names.empty()) {
         charsets = Catalogue();
     }
-    std::vector<Charset> chosen;
+    Choice choice;
     for (Charset& charset : charsets) {
         if (charset.codePage == KCodePage::ISO_2022_JP) {
+            choice.shiftJisToJis = true;
             charset = FindCharset("shift_jis");
         }
-        const bool known = std::any_of(chosen.begin(), chosen.end(), [&](const Charset& other) {
-            return other.codePage == charset.codePage;
-        });
+        const bool known =
+            std::any_of(choice.charsets.begin(), choice.charsets.end(),
+                        [&](const Charset& other) { return other.codePage == charset.codePage; });
         if (charset.HasTables() && !known) {
-            chosen.push_back(charset);
+            choice.charsets.push_back(charset);
         }
     }
-    return chosen;
+    return choice;
 }
 
 // A progress line, where somebody watches.
@@ -80,31 +90,42 @@ private:
 };
 
 template <class Table>
-void WriteTable(const Charset& charset, const std::string& path) {
-    const KBase::SmartPtrI<Table> table(new Table(charset.codePage, charset.windowsCodePage, '?'));
-    table->ReadFromWindowsAPI();
+void Write(const Table& table, const std::string& path) {
     const auto stream = KSerialization::CreateWriteDataStream(nullptr, 1);
-    table->Serialize(*stream);
+    table.Serialize(*stream);
     const auto contents = stream->GetContents();
     Output output(path);
     output.Write({contents->GetData(), contents->GetSize()});
     output.Commit();
 }
 
+template <class Table>
+void WriteTable(const Charset& charset, const std::string& path) {
+    const KBase::SmartPtrI<Table> table(new Table(charset.codePage, charset.windowsCodePage, '?'));
+    table->ReadFromWindowsAPI();
+    Write(*table, path);
+}
+
 void WriteTables(const Options& options) {
-    const std::vector<Charset> charsets = Chosen(options.names);
+    const Choice choice = Chosen(options.names);
     LibraryPath(options.directory); // files that convert could not use are of no use
     std::error_code error;
     std::filesystem::create_directories(options.directory, error);
     if (error) {
         throw Failure("cannot create the directory " + Quoted(options.directory) + ": " + error.message());
     }
-    Progress progress(charsets.size());
-    for (const Charset& charset : charsets) {
+    KCodePage::SetBasePath(u"UseWindowsAPI"_w);
+    Progress progress(choice.charsets.size() + (choice.shiftJisToJis ? 1 : 0));
+    const std::filesystem::path directory(options.directory);
+    for (const Charset& charset : choice.charsets) {
         progress.Step(charset.name);
-        const std::string path = (std::filesystem::path(options.directory) / charset.name).native();
+        const std::string path = (directory / charset.name).native();
         WriteTable<KCodePage::MultiByteToUnicode>(charset, path + ".M2U");
         WriteTable<KCodePage::UnicodeToMultiByte>(charset, path + ".U2M");
+    }
+    if (choice.shiftJisToJis) {
+        progress.Step("Shift-JIS to JIS");
+        Write(*KCodePage::ShiftJisToJis::InstanceReference(), (directory / "ShiftJisToJis.SJ2J").native());
     }
 }
 
@@ -121,8 +142,10 @@ void AddTablesCommand(CLI::App& app) {
     command
         ->add_option("NAME", options->names, "Character sets whose tables to write; all when none is named")
         ->type_name("");
-    command->footer("iso-2022-jp has no files of its own: it uses those of shift_jis.\n"
-                    "\n"
-                    "Example: kcodepage tables ./tables shift_jis big5");
+    command->footer(
+        "iso-2022-jp uses the files of shift_jis, and ShiftJisToJis.SJ2J, which is written when it\n"
+        "is named or nothing is.\n"
+        "\n"
+        "Example: kcodepage tables ./tables shift_jis big5");
     command->callback([options] { WriteTables(*options); });
 }

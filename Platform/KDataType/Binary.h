@@ -28,6 +28,9 @@ public:
     // Sets the visible size. Requires: not above GetCapacity(). Contents stay.
     void SetSize(std::size_t visible) noexcept { size = visible; }
 
+    // Takes `count` bytes away from the front; those that follow move there. Requires: not above GetSize().
+    void RemoveFromFront(std::size_t count) noexcept;
+
 private:
     std::unique_ptr<char[]> bytes; // aligned for every fundamental type
     std::size_t capacity;

@@ -2,6 +2,6 @@
 
 namespace Kernels {
 
-constinit const Loops avx2Loops = {Sse2DecodeBytes, PlainDecode, true};
+constinit const Loops avx2Loops = {Sse2DecodeBytes, Sse2DecodePairs, true, Sse2EncodeBytes, Sse2EncodePairs};
 
 } // namespace Kernels

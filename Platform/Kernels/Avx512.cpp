@@ -1,5 +1,6 @@
 #include "Kernels/Levels.h"
 
+#include <cstring>
 #include <immintrin.h>
 
 namespace Kernels {
@@ -72,8 +73,273 @@ Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_
     return {i, i};
 }
 
+constexpr __mmask64 firstBytes = 0x5555555555555555u;
+
+// Each run of bits without its second, fourth and so on: of bytes that may be lead bytes, those that are.
+__mmask64 EveryOther(__mmask64 runs) noexcept {
+    constexpr __mmask64 odd = ~firstBytes;
+    // The subtraction carries through the runs that begin at an even place.
+    return ((((runs << 1) | odd) - runs) ^ odd) & runs;
+}
+
+// Eight look-ups. A load and an insertion for each are faster than a gather.
+__m128i LookUp8(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
+    std::uint64_t first = 0;
+    std::uint64_t second = 0;
+    std::memcpy(&first, indexes, sizeof first);
+    std::memcpy(&second, indexes + 4, sizeof second);
+    __m128i a = _mm_cvtsi32_si128(table[first & 0xFFFF]);
+    __m128i b = _mm_cvtsi32_si128(table[second & 0xFFFF]);
+    a = _mm_insert_epi16(a, table[first >> 16 & 0xFFFF], 1);
+    b = _mm_insert_epi16(b, table[second >> 16 & 0xFFFF], 1);
+    a = _mm_insert_epi16(a, table[first >> 32 & 0xFFFF], 2);
+    b = _mm_insert_epi16(b, table[second >> 32 & 0xFFFF], 2);
+    a = _mm_insert_epi16(a, table[first >> 48], 3);
+    b = _mm_insert_epi16(b, table[second >> 48], 3);
+    return _mm_unpacklo_epi64(a, b);
+}
+
+__m512i LookUp32(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
+    __m512i found = _mm512_castsi128_si512(LookUp8(table, indexes));
+    found = _mm512_inserti32x4(found, LookUp8(table, indexes + 8), 1);
+    found = _mm512_inserti32x4(found, LookUp8(table, indexes + 16), 2);
+    return _mm512_inserti32x4(found, LookUp8(table, indexes + 24), 3);
+}
+
+void StoreUnits(std::uint16_t* output, __m512i units, std::size_t count) noexcept {
+    _mm512_mask_storeu_epi16(output, FirstOf32(count), units);
+}
+
+// Units of 80 and above are looked up in the stretches that the table names; what is in none of them, which
+// is rare, one by one.
+Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
+                unsigned char* output, std::size_t capacity) noexcept {
+    if (!table.asciiStands) {
+        return PlainEncode(table, input, length, output, capacity);
+    }
+    constexpr unsigned stretchCount = EncodeTable::stretchCount;
+    __m512i numbers[stretchCount];
+    __m512i first[stretchCount];
+    __m512i second[stretchCount];
+    for (unsigned s = 0; s < stretchCount; ++s) {
+        numbers[s] = _mm512_set1_epi8(static_cast<char>(table.stretches[s]));
+        first[s] = _mm512_loadu_si512(table.bytes[s]);
+        second[s] = _mm512_loadu_si512(table.bytes[s] + 64);
+    }
+    const __m512i inOrder = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
+    const __m512i lowHalf = _mm512_set1_epi16(0xFF);
+    const std::size_t count = Smaller(length, capacity);
+    for (std::size_t i = 0; i < count; i += 64) {
+        const std::size_t block = Smaller(64, count - i);
+        const __m512i a = _mm512_maskz_loadu_epi16(FirstOf32(block), input + i);
+        const __m512i b = block > 32 ? _mm512_maskz_loadu_epi16(FirstOf32(block - 32), input + i + 32)
+                                     : _mm512_setzero_si512();
+        // What is packed lies in another order, which is put right at the end. The numbers above FE are all
+        // FF.
+        const __m512i number = _mm512_packus_epi16(_mm512_srli_epi16(a, 7), _mm512_srli_epi16(b, 7));
+        __m512i bytes = _mm512_packus_epi16(_mm512_and_si512(a, lowHalf), _mm512_and_si512(b, lowHalf));
+        const __mmask64 ascii = _mm512_testn_epi8_mask(number, number);
+        __mmask64 known = ascii;
+        if (ascii != ~__mmask64{0}) {
+            for (unsigned s = 0; s < stretchCount; ++s) {
+                const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
+                bytes = _mm512_mask2_permutex2var_epi8(first[s], bytes, here, second[s]);
+                known |= here;
+            }
+            known &= ascii | _mm512_test_epi8_mask(bytes, bytes);
+        }
+        _mm512_mask_storeu_epi8(output + i, FirstOf64(block), _mm512_permutexvar_epi64(inOrder, bytes));
+        if (known != ~__mmask64{0}) {
+            const __m512i knownInOrder = _mm512_permutexvar_epi64(inOrder, _mm512_movm_epi8(known));
+            for (__mmask64 left = ~_mm512_movepi8_mask(knownInOrder); left != 0; left &= left - 1) {
+                const std::size_t place = i + _tzcnt_u64(left);
+                const std::uint16_t code = table.codes[input[place]];
+                if (code > 0xFF) {
+                    return {place, place};
+                }
+                output[place] = static_cast<unsigned char>(code);
+            }
+        }
+    }
+    return {count, count};
+}
+
+Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
+                unsigned char* output, std::size_t capacity) noexcept {
+    const __m512i beyondASCII = _mm512_set1_epi16(static_cast<short>(0xFF80));
+    const __m512i unmapped = _mm512_set1_epi16(static_cast<short>(EncodeTable::unmapped));
+    std::size_t read = 0;
+    std::size_t written = 0;
+    while (length - read >= 32 && capacity - written >= 64) {
+        const __m512i units = _mm512_loadu_si512(input + read);
+        if (table.asciiStands && _mm512_test_epi16_mask(units, beyondASCII) == 0) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(output + written), _mm512_cvtepi16_epi8(units));
+            read += 32;
+            written += 32;
+            continue;
+        }
+        const __m512i codes = LookUp32(table.codes, input + read);
+        if (_mm512_cmpeq_epi16_mask(codes, unmapped) != 0) {
+            break;
+        }
+        const __mmask64 kept = _mm512_test_epi8_mask(codes, codes) | firstBytes;
+        _mm512_storeu_si512(output + written, _mm512_maskz_compress_epi8(kept, codes));
+        read += 32;
+        written += static_cast<std::size_t>(_mm_popcnt_u64(kept));
+    }
+    const Run rest = PlainEncode(table, input + read, length - read, output + written, capacity - written);
+    return {read + rest.consumed, written + rest.written};
+}
+
+// Widens bytes as long as 64 in a row are ASCII, or all that are left.
+std::size_t WidenASCII(const unsigned char* input, std::size_t length, std::uint16_t* output,
+                       std::size_t capacity) noexcept {
+    const std::size_t count = Smaller(length, capacity);
+    std::size_t i = 0;
+    while (i < count) {
+        const std::size_t block = Smaller(64, count - i);
+        const __m512i bytes = _mm512_maskz_loadu_epi8(FirstOf64(block), input + i);
+        if (_mm512_movepi8_mask(bytes) != 0) {
+            break;
+        }
+        StoreUnits(output + i, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(bytes)), Smaller(32, block));
+        if (block > 32) {
+            StoreUnits(output + i + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1)),
+                       block - 32);
+        }
+        i += block;
+    }
+    return i;
+}
+
+// A stretch of text in which the pairs have been found and looked up.
+struct Batch {
+    static constexpr std::size_t blockCount = 8;
+    static constexpr std::size_t pairCount = blockCount * 32;
+
+    std::size_t blocks;                    // of 64 bytes; the last may be shorter
+    __mmask64 leads[blockCount];           // lead bytes
+    __mmask64 trails[blockCount];          // second bytes; also of a lead byte before the stretch
+    std::uint16_t indexes[pairCount + 32]; // of all pairs, one after another
+    std::uint16_t units[pairCount + 32];
+};
+
+// From one block to the next goes a single bit, `carry`: 1 where the byte before is a lead byte.
+void FindPairs(const DecodeTable& table, const unsigned char* input, std::size_t length, std::uint64_t carry,
+               Batch& batch) noexcept {
+    const __m512i rows0 = _mm512_loadu_si512(table.highRows);
+    const __m512i rows1 = _mm512_loadu_si512(table.highRows + 64);
+    const __m512i interleave = _mm512_load_si512(interleaving.first);
+    std::size_t count = 0;
+    std::size_t b = 0;
+    for (; b < Batch::blockCount && b * 64 < length; ++b) {
+        const unsigned char* const place = input + b * 64;
+        const __mmask64 all = FirstOf64(length - b * 64);
+        const __m512i bytes = _mm512_maskz_loadu_epi8(all, place);
+        const __m512i rows = _mm512_maskz_permutex2var_epi8(_mm512_movepi8_mask(bytes), rows0, bytes, rows1);
+        const __mmask64 leads = EveryOther(_mm512_test_epi8_mask(rows, rows) & ~carry);
+        const __mmask64 trails = (leads << 1 | carry) & all;
+        // A pair's row is found at its second byte by the byte before.
+        const __m512i before = _mm512_maskz_loadu_epi8(trails, place - 1);
+        const __m512i rowsBefore = _mm512_permutex2var_epi8(rows0, before, rows1);
+        const __m512i indexes =
+            _mm512_permutex2var_epi8(_mm512_maskz_compress_epi8(trails, bytes), interleave,
+                                     _mm512_maskz_compress_epi8(trails, rowsBefore));
+        _mm512_storeu_si512(batch.indexes + count, indexes);
+        count += static_cast<std::size_t>(_mm_popcnt_u64(trails));
+        batch.leads[b] = leads;
+        batch.trails[b] = trails;
+        carry = leads >> 63;
+    }
+    batch.blocks = b;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(batch.indexes + count), _mm_setzero_si128());
+    for (std::size_t i = 0; i < count; i += 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(batch.units + i),
+                         LookUp8(table.units, batch.indexes + i));
+    }
+}
+
+// What is of one byte is converted as in DecodeBytes; only pairs are looked up in memory, a batch at a time,
+// so that the indexes are there when they are needed.
+Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_t length,
+                std::uint16_t* output, std::size_t capacity) noexcept {
+    if (!table.asciiStands) {
+        return PlainDecode(table, input, length, output, capacity);
+    }
+    const __m512i low0 = _mm512_loadu_si512(table.lowHalves);
+    const __m512i low1 = _mm512_loadu_si512(table.lowHalves + 64);
+    const __m512i high0 = _mm512_loadu_si512(table.highHalves);
+    const __m512i high1 = _mm512_loadu_si512(table.highHalves + 64);
+    const __m512i interleaveFirst = _mm512_load_si512(interleaving.first);
+    const __m512i interleaveSecond = _mm512_load_si512(interleaving.second);
+    const __m512i unmapped = _mm512_set1_epi16(static_cast<short>(DecodeTable::unmapped));
+    std::size_t read = 0;
+    std::size_t written = 0;
+    std::uint64_t carry = 0; // 1: the last byte read is a lead byte
+    while (read < length) {
+        if (carry == 0) {
+            const std::size_t run =
+                WidenASCII(input + read, length - read, output + written, capacity - written);
+            read += run;
+            written += run;
+            if (written == capacity) {
+                break;
+            }
+        }
+        Batch batch;
+        FindPairs(table, input + read, length - read, carry, batch);
+        const std::uint16_t* units = batch.units;
+        for (std::size_t b = 0; b < batch.blocks; ++b) {
+            const std::size_t block = Smaller(64, length - read);
+            const __mmask64 all = FirstOf64(block);
+            const __mmask64 trails = batch.trails[b];
+            const __m512i bytes = _mm512_maskz_loadu_epi8(all, input + read);
+            const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
+            const __m512i low = _mm512_mask2_permutex2var_epi8(low0, bytes, beyondASCII, low1);
+            const __m512i high = _mm512_maskz_permutex2var_epi8(beyondASCII, high0, bytes, high1);
+            const auto firstTrails = static_cast<__mmask32>(trails);
+            const auto secondTrails = static_cast<__mmask32>(trails >> 32);
+            const __m512i first = _mm512_mask_expand_epi16(
+                _mm512_permutex2var_epi8(low, interleaveFirst, high), firstTrails, _mm512_loadu_si512(units));
+            units += _mm_popcnt_u32(firstTrails);
+            const __m512i second =
+                _mm512_mask_expand_epi16(_mm512_permutex2var_epi8(low, interleaveSecond, high), secondTrails,
+                                         _mm512_loadu_si512(units));
+            units += _mm_popcnt_u32(secondTrails);
+            __mmask64 ends = ~batch.leads[b] & all;
+            const __mmask64 left = (_mm512_cmpeq_epi16_mask(first, unmapped) |
+                                    std::uint64_t{_mm512_cmpeq_epi16_mask(second, unmapped)} << 32) &
+                                   ends;
+            const std::size_t room = capacity - written;
+            const bool isLast = left != 0 || static_cast<std::size_t>(_mm_popcnt_u64(ends)) > room;
+            std::size_t taken = block;
+            carry = batch.leads[b] >> (block - 1) & 1;
+            if (isLast) {
+                // Up to the character that is left to the caller or does not fit.
+                const __mmask64 full = room < 64 ? _pdep_u64(std::uint64_t{1} << room, ends) : 0;
+                taken = _tzcnt_u64(left | full);
+                carry = trails >> taken & 1;
+                ends = _bzhi_u64(ends, static_cast<unsigned>(taken));
+            }
+            const auto firstEnds = static_cast<__mmask32>(ends);
+            const auto secondEnds = static_cast<__mmask32>(ends >> 32);
+            const auto firstCount = static_cast<std::size_t>(_mm_popcnt_u32(firstEnds));
+            const auto secondCount = static_cast<std::size_t>(_mm_popcnt_u32(secondEnds));
+            StoreUnits(output + written, _mm512_maskz_compress_epi16(firstEnds, first), firstCount);
+            written += firstCount;
+            StoreUnits(output + written, _mm512_maskz_compress_epi16(secondEnds, second), secondCount);
+            written += secondCount;
+            read += taken;
+            if (isLast) {
+                return {read - carry, written};
+            }
+        }
+    }
+    return {read - carry, written};
+}
+
 } // namespace
 
-constinit const Loops avx512Loops = {DecodeBytes, PlainDecode, false};
+constinit const Loops avx512Loops = {DecodeBytes, DecodePairs, false, EncodeBytes, EncodePairs};
 
 } // namespace Kernels

@@ -37,9 +37,13 @@ struct DecodeTable {
     static constexpr std::size_t unitsOfTwoCount = 0x10000;
     const std::uint32_t* unitsOfTwo;
 
-    bool asciiStands;             // bytes 00 to 7F are whole characters and map to the same units
-    bool mapsAllBytes;            // each byte is a whole character that is mapped
-    bool hasPairs;                // there are lead bytes
+    bool asciiStands;  // bytes 00 to 7F are whole characters and map to the same units
+    bool mapsAllBytes; // each byte is a whole character that is mapped
+    bool hasPairs;     // there are lead bytes
+    // The lead bytes, where they are from 80 on and in two stretches at most: the first and the last of each.
+    bool hasRanges;
+    unsigned char ranges[2][2];
+    unsigned char highRows[128];  // rowOf from 80 on; where asciiStands there are not more rows
     unsigned char lowHalves[128]; // of the units of row 0 from 80 on
     unsigned char highHalves[128];
 };
@@ -51,10 +55,37 @@ void FillUnitsOfTwo(const DecodeTable& table, std::uint32_t* unitsOfTwo) noexcep
 using DecodeLoop = Run(const DecodeTable& table, const unsigned char* input, std::size_t length,
                        std::uint16_t* output, std::size_t capacity) noexcept;
 
+// UTF-16 to bytes. The owner sets `codes`, and Prepare the others. What `codes` points to must stay.
+struct EncodeTable {
+    // No character: its first byte would be 00 and its second FF.
+    static constexpr std::uint16_t unmapped = 0xFF00;
+
+    // 65,536, by code unit: the byte of a one-byte character, or first byte + second byte * 256, neither of
+    // them 00; `unmapped` for what a loop leaves to its caller.
+    const std::uint16_t* codes;
+
+    bool asciiStands; // units 00 to 7F map to the same bytes
+    bool hasPairs;    // there are two-byte characters
+
+    // Without pairs: the bytes of those stretches of 128 units that a text in the code page is made of, 00
+    // where there is none. Stretch n begins with unit n * 128. A stretch that is not needed is number 0.
+    static constexpr unsigned stretchCount = 5;
+    unsigned char stretches[stretchCount];
+    unsigned char bytes[stretchCount][128];
+};
+void Prepare(EncodeTable& table) noexcept;
+
+// Converts code units until the input is used up, the next character does not fit the output, or a unit is
+// not mapped.
+using EncodeLoop = Run(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
+                       unsigned char* output, std::size_t capacity) noexcept;
+
 struct Loops {
     DecodeLoop* decodeBytes; // for tables without lead bytes
     DecodeLoop* decodePairs; // for any table
     bool usesUnitsOfTwo;     // decodeBytes is slower without them
+    EncodeLoop* encodeBytes; // for tables without two-byte characters
+    EncodeLoop* encodePairs; // for any table
 };
 
 // From the lowest to the highest. Each has what those before it have.

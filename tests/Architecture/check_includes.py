@@ -21,14 +21,14 @@ FLOORS = [
     ("4", ["FileSystem/*"]),
     ("5", ["CodePage/" + name + ".*" for name in (
         "CODE_PAGE", "Exceptions", "IANAInfo", "Initializer", "WideCharacters", "MultiByteCharacter",
-        "UnicodeCharacter", "MultiByteString", "UnicodeString")] + ["CodePage/Private/Characters/*"]),
+        "UnicodeCharacter", "MultiByteString", "UnicodeString", "TextConversion")] + ["CodePage/Private/Characters/*"]),
     ("6", ["CodePage/" + name + ".*" for name in (
-        "CodePage", "CodePageRegistry", "EncodingDetector", "EncodingConverter")]
+        "CodePage", "CodePageRegistry", "EncodingCandidates", "EncodingDetector", "EncodingConverter")]
      + ["CodePage/Private/Core/BasePath.h", "CodePage/Private/Core/CodePageLookup.h",
         "CodePage/Private/Icu/*"]),
     ("7", ["CodePage/" + name + ".*" for name in (
         "Table", "UnicodeCharacterMultiByte", "MultiByteToUnicode", "UnicodeToMultiByte", "ShiftJisToJis",
-        "TextConversion", "TextDecoder", "TextEncoder")] + ["CodePage/Private/Tables/*", "CodePage/Private/ShiftJis/*"]),
+        "TextDecoder", "TextEncoder")] + ["CodePage/Private/Tables/*", "CodePage/Private/ShiftJis/*"]),
     ("8", ["CodePage/CodePageImpl.*"]),
     ("9", ["CodePage/Private/Core/*"]),
     ("the command", ["tool/*"]),

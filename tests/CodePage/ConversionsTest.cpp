@@ -310,11 +310,51 @@ TEST_F(ConversionsTest, Iso2022JpDoesNotDecode) {
     EXPECT_EQ(Raised([&] { Decode(*object, ""); }), refused);
 }
 
-TEST_F(ConversionsTest, Iso2022JpRefusesWhatNeedsTheJisTableOfWhichThisBuildHasNone) {
+TEST_F(ConversionsTest, Iso2022JpEncodesByWayOfShiftJis) {
     const Object object = Make(12);
-    const Failure refused = UserError("The character set is not supported: iso-2022-jp");
-    EXPECT_EQ(RaisedByEachOperation(*object), std::vector<Failure>(7, refused));
-    EXPECT_EQ(Raised([&] { EncodeBlock(*object, 0, u"ab"_w); }), refused);
+    EXPECT_EQ(Encode(*object, u"A\u3042B"_w), "A\x1B$B$\"\x1B(BB");
+    EXPECT_EQ(Encode(*object, u""_w), "");
+    EXPECT_EQ(Encode(*object, u"\uFF71"_w), "\xB1"); // half-width katakana is copied
+    EXPECT_EQ(Encode(*object, u"\u0E01\u3042"_w, substitute), "?\x1B$B$\"\x1B(B");
+    EXPECT_EQ(Raised([&] { Encode(*object, u"\u0E01"_w); }),
+              InvalidCharacter("Invalid character 000\\u0E01"));
+}
+
+TEST_F(ConversionsTest, Iso2022JpByBlocksCountsCharactersAndStaysBelowTheBlockSize) {
+    const Object object = Make(12);
+    EXPECT_EQ(EncodeBlock(*object, 0, u"\u3042A"_w), (Block{"\x1B$B$\"\x1B(BA", 0}));
+    EXPECT_EQ(EncodeBlock(*object, 8, u"\u3042A"_w), (Block{"", 0}));
+    EXPECT_EQ(EncodeBlock(*object, 9, u"\u3042A"_w), (Block{"\x1B$B$\"\x1B(B", 1}));
+    EXPECT_EQ(EncodeBlock(*object, 10, u"\u3042A"_w), (Block{"\x1B$B$\"\x1B(BA", 2}));
+    EXPECT_EQ(EncodeBlock(*object, 1, u"A"_w), (Block{"", 0}));
+}
+
+TEST_F(ConversionsTest, Iso2022JpThrowsInBothModesWhereShiftJisHasNoJisCode) {
+    const Object object = Make(12);
+    const Failure failure = InvalidCharacter("ShiftJisToJis::Convert - Couldn't convert to JIS code page. "
+                                             "Character that failed (Win code page 932): fa40");
+    for (const auto mode : {substitute, throwing}) {
+        EXPECT_EQ(Raised([&] { Encode(*object, u"\u2170"_w, mode); }), failure);
+        EXPECT_EQ(Raised([&] { EncodeBlock(*object, 100, u"\u2170"_w, mode); }), failure);
+    }
+}
+
+TEST_F(ConversionsTest, Iso2022JpTellsJisLeadBytesAndEscapeSequences) {
+    const Object object = Make(12);
+    for (int byte = 0; byte < 0x100; ++byte) {
+        const char text[] = {static_cast<char>(byte), 0};
+        const bool isLead = byte >= 0x21 && byte <= 0x7E;
+        EXPECT_EQ(object->IsLeadingByte(text[0]), isLead) << byte;
+        EXPECT_EQ(object->GetNumberOfBytesInThisCharacter(text), isLead ? 2u : 1u) << byte;
+    }
+    for (const char* const text : {"\x1B$B", "\x1B(B", "\x1B$Bmore"}) {
+        EXPECT_TRUE(object->IsEscapeSequence(text));
+        EXPECT_EQ(object->GetNumberOfBytesInThisEscapeSequence(text), 3u);
+    }
+    for (const char* const text : {"\x1B$@", "\x1B(J", "\x1B$", "\x1B", "", "a\x1B$B"}) {
+        EXPECT_FALSE(object->IsEscapeSequence(text));
+        EXPECT_EQ(object->GetNumberOfBytesInThisEscapeSequence(text), 0u);
+    }
 }
 
 TEST_F(ConversionsTest, Unicode11ImplementsNoOperationAndNamesEach) {
@@ -369,6 +409,13 @@ TEST_F(ConversionsTest, Utf8IgnoresTheLengthWhenDecoding) {
     const Object object = Make(20);
     for (const unsigned length : {0u, 1u, 2u, 1000000u}) {
         EXPECT_EQ(Text(object->ConvertToUnicode("abc", length, throwing)), "abc") << length;
+    }
+}
+
+TEST_F(ConversionsTest, Utf8TakesANullPointerForAnEmptyText) {
+    for (const auto mode : {substitute, throwing}) {
+        EXPECT_EQ(Text(Make(20)->ConvertToUnicode(nullptr, 0, mode)), "");
+        EXPECT_EQ(Text(Make(20)->ConvertToMultiByte(nullptr, 0, mode)), "");
     }
 }
 
@@ -586,16 +633,14 @@ TEST_F(ConversionsTest, TheSystemsRouteRefusesALengthThatTheServicesCannotTake) 
     }
 }
 
-TEST_F(ConversionsTest, TheSystemsRouteOfIso2022JpNeedsTheJisTableOfWhichThisBuildHasNone) {
-    EXPECT_EQ(Raised([] { ToMultiByte(*Make(12), u"abc"_w); }),
-              UserError("The character set is not supported: iso-2022-jp"));
+TEST_F(ConversionsTest, TheSystemsRouteOfIso2022JpGoesByWayOfShiftJis) {
+    EXPECT_EQ(ToMultiByte(*Make(12), u"a\u3042"_w), "a\x1B$B$\"\x1B(B");
 }
 
 TEST_F(ConversionsTest, TheSystemsRouteOfIso2022JpTakesTheWindowsNumberOfShiftJis) {
     const Object object = Make(12);
     Access::SetWindowsCodePage(*object, 12345); // were this one taken, the system would refuse it
-    EXPECT_EQ(Raised([&] { ToMultiByte(*object, u"abc"_w); }),
-              UserError("The character set is not supported: iso-2022-jp"));
+    EXPECT_EQ(ToMultiByte(*object, u"\u3042"_w), "\x1B$B$\"\x1B(B");
 }
 
 TEST_F(ConversionsTest, ConversionsLeaveTheObjectAsItWas) {

@@ -1,4 +1,6 @@
 #include "CodePage/MultiByteToUnicode.h"
+#include "CodePage/CodePageRegistry.h"
+#include "CodePage/Initializer.h"
 
 #include "Raised.h"
 #include "SerializedTables.h"
@@ -17,6 +19,7 @@ using namespace KCodePage;
 using namespace CodePageTests;
 using namespace SerializedTables;
 using KBase::WideString;
+using KBase::operator""_w;
 using TableResults::Decode;
 
 using Table = MultiByteToUnicode;
@@ -255,6 +258,11 @@ TEST(MultiByteToUnicode, ARowOfNeitherOneNorTwoBytesMapsNothingOneByteAtATime) {
         EXPECT_FALSE(table->Convert('B', 'C').IsValid()) << number;
         EXPECT_EQ(table->GetNumberOfBytesInThisCharacter("B"), 1u) << number;
     }
+    for (unsigned number = 0; number < 0x100; ++number) {
+        const auto table = Loaded(Rows().Set('B', Row(number, 'x', {'y'})).File());
+        EXPECT_EQ(table->IsLeadingByte('B'), number == 2) << number;
+        EXPECT_EQ(table->GetNumberOfBytesInThisCharacter("B"), number == 2 ? 2u : 1u) << number;
+    }
 }
 
 TEST(MultiByteToUnicode, ASecondByteThatALeadByteRowDoesNotHaveTakesBothBytes) {
@@ -295,11 +303,25 @@ TEST(MultiByteToUnicode, ReadingReplacesTheRowsAndWhatFollowsTheTableIsIgnored) 
 }
 
 TEST(MultiByteToUnicode, TheCodePageIsNeitherWrittenNorRead) {
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
     const auto page12 = Loaded(PlainFile(), ISO_2022_JP);
     EXPECT_EQ(Written(*page12), PlainFile());
-    // Still page 12: it asks the table of its own for character lengths, where this build has none.
-    EXPECT_EQ(Raised([&] { page12->IsLeadingByte(0x81); }),
-              UserError("The character set is not supported: iso-2022-jp"));
+    // Still page 12: the Shift-JIS to JIS table tells the lead bytes.
+    EXPECT_FALSE(page12->IsLeadingByte(0x81));
+    EXPECT_TRUE(page12->IsLeadingByte('!'));
+}
+
+TEST(MultiByteToUnicode, CodePage12TakesTheLengthsOfJisCharactersAndItsOwnRowsForTheRest) {
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    const auto page12 = Loaded(PlainFile(), ISO_2022_JP);
+    // 81 is a character of its own, whose row has pairs only, and 40 a lead byte at the end of the text; A
+    // and B are one pair, which the row of A does not have.
+    EXPECT_EQ(Substituted(*page12, "\x81\x40"), (WideString{'?', '?'}));
+    EXPECT_EQ(Substituted(*page12, "AB "), (WideString{'?', ' '}));
+    EXPECT_TRUE(page12->IsEscapeSequence("\x1B$B"));
+    EXPECT_EQ(page12->GetNumberOfBytesInThisEscapeSequence("\x1B(B"), 3u);
 }
 
 TEST(MultiByteToUnicode, DataCutOffAnywhereThrowsAndTheTableHoldsWhatWasRead) {

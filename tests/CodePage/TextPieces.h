@@ -26,12 +26,13 @@ inline std::string Shown(const TextFailure& failure) {
                                             "unpaired",  "unmapped", "best fit"};
     std::string text = std::string(kinds[static_cast<std::size_t>(failure.kind)]) + " at " +
                        std::to_string(failure.offset) + ":";
-    for (unsigned i = 0; i < failure.length; ++i) {
+    for (const unsigned known : failure.FirstUnits()) {
         char unit[16];
-        std::snprintf(unit, sizeof unit, " %02X", static_cast<unsigned>(failure.units[i]));
+        std::snprintf(unit, sizeof unit, " %02X", known);
         text += unit;
     }
-    return text;
+    const std::size_t others = failure.length - failure.FirstUnits().size();
+    return text + (others != 0 ? " and " + std::to_string(others) + " more" : "");
 }
 
 // "2 x undefined at 3: 85 40; ..."

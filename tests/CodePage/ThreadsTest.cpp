@@ -5,6 +5,8 @@
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/IANAInfo.h"
 #include "CodePage/Initializer.h"
+#include "CodePage/Private/Core/ModuleState.h"
+#include "CodePage/ShiftJisToJis.h"
 #include "KSerialization/Streams.h"
 #include "MarkedTables.h"
 #include "Raised.h"
@@ -14,10 +16,14 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <mutex>
+#include <pthread.h>
+#include <stdexcept>
 #include <string>
 #include <thread>
+#include <time.h>
 #include <vector>
 
 namespace {
@@ -120,6 +126,28 @@ void WriteTables(const std::filesystem::path& directory) {
             encoding.WriteToFile(CodePageImpl::CreateFileName(codePage, &encoding).c_str());
         }
     }
+    SetBasePath(u"UseWindowsAPI"_w);
+    const auto shiftJisToJis = ShiftJisToJis::InstanceReference();
+    SetBasePath(Widen(directory.string()).c_str());
+    shiftJisToJis->WriteToFile(ShiftJisToJis::CreateFileName().c_str());
+}
+
+// Runs `work(thread)` once on eight threads that begin at the same moment.
+void RunAtOnce(const std::function<void(std::size_t)>& work) {
+    std::atomic<int> ready = 0;
+    std::vector<std::thread> threads;
+    for (std::size_t thread = 0; thread < threadCount; ++thread) {
+        threads.emplace_back([&, thread] {
+            ++ready;
+            while (ready < threadCount) {
+                std::this_thread::yield();
+            }
+            work(thread);
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
 }
 
 TEST(ThreadsTest, RequestsFlushesPathChangesConversionsAndReadingAllGoTogether) {
@@ -207,20 +235,7 @@ TEST(ThreadsTest, AllThreadsThatAskAtOnceGetOneObject) {
     for (int round = 0; round < 30; ++round) {
         FlushCodePageCaches();
         std::vector<KBase::ReturnPtrI<CodePage>> seen(threadCount);
-        std::atomic<int> ready = 0;
-        std::vector<std::thread> threads;
-        for (std::size_t thread = 0; thread < threadCount; ++thread) {
-            threads.emplace_back([&, thread] {
-                ++ready;
-                while (ready < threadCount) {
-                    std::this_thread::yield();
-                }
-                seen[thread] = GetCodePageReference(15);
-            });
-        }
-        for (std::thread& thread : threads) {
-            thread.join();
-        }
+        RunAtOnce([&](std::size_t thread) { seen[thread] = GetCodePageReference(15); });
         for (const auto& codePage : seen) {
             ASSERT_EQ(codePage.Get(), seen.front().Get());
         }
@@ -267,6 +282,183 @@ TEST(ThreadsTest, TablesAreSharedByConversionsOnAllThreads) {
     const auto codePage = GetCodePageReference(11);
     Crowd crowd;
     crowd.Run(20, [&](int, int) { crowd.Expect(Decode(*codePage, bytes), expected); });
+}
+
+// What code page 12 and the Shift-JIS to JIS table have to say, whatever happens meanwhile.
+void ExpectJis(Crowd& crowd) {
+    const auto codePage = GetCodePageReference(12);
+    crowd.Expect(Encode(*codePage, u"a\u3042\u3044"_w), "a\x1B$B$\"$$\x1B(B");
+    crowd.Expect(
+        Raised([&] { Encode(*codePage, u"\u2170"_w); }).text,
+        "ShiftJisToJis::Convert - Couldn't convert to JIS code page. Character that failed (Win code "
+        "page 932): fa40");
+    unsigned consumed = 0;
+    const auto block =
+        codePage->ConvertToMultiByteObservingBlockSize(consumed, 9, u"\u3042a"_w, 2, CodePage::SUBSTITUTE);
+    crowd.Expect(std::string(block->Get(), block->Length()), "\x1B$B$\"\x1B(B");
+    if (consumed != 1 || !codePage->IsLeadingByte('!') || codePage->IsLeadingByte(' ') ||
+        codePage->GetNumberOfBytesInThisCharacter("~") != 2 || !codePage->IsEscapeSequence("\x1B(B") ||
+        codePage->GetNumberOfBytesInThisEscapeSequence("\x1B$B") != 3) {
+        crowd.Complain("a wrong answer about JIS");
+    }
+    const auto table = ShiftJisToJis::InstanceReference();
+    const KBase::ReturnPtrI<MultiByteString> text(CreateMultiByteString("\x82\xA0z", 3));
+    const auto converted = table->Convert(text.Get());
+    crowd.Expect(std::string(converted->Get(), converted->Length()), "\x1B$B$\"\x1B(Bz");
+    const auto stream = KSerialization::CreateWriteDataStream(nullptr, 1);
+    table->Serialize(*stream);
+    crowd.Expect(std::to_string(stream->GetContents()->GetSize()), std::to_string(4 + 6 * 8836));
+}
+
+TEST(ThreadsTest, JisTextGoesTogetherWithEveryKindOfFlush) {
+    const TimeLimit limit("JIS on eight threads", std::chrono::seconds(240));
+    const Initializer initializer;
+    const TemporaryDirectory directory;
+    WriteTables(directory.Path());
+    const KBase::WideString tables = directory.Wide();
+    Crowd crowd;
+    crowd.Run(12, [&](int thread, int round) {
+        switch ((thread + round) % 7) {
+        case 0:
+            FlushCodePageCaches();
+            break;
+        case 1:
+            SetBasePath(round % 2 == 0 ? u"UseWindowsAPI"_w.Get() : tables.c_str());
+            break;
+        case 2:
+            ShiftJisToJis::Flush();
+            break;
+        default:
+            break;
+        }
+        ExpectJis(crowd);
+    });
+}
+
+TEST(ThreadsTest, AllThreadsThatAskForTheShiftJisToJisTableFirstOfAllGetOneObject) {
+    for (int round = 0; round < 10; ++round) {
+        const TimeLimit limit("eight threads asking for the table at once");
+        const Initializer initializer;
+        SetBasePath(u"UseWindowsAPI"_w);
+        std::vector<KBase::ReturnPtrI<ShiftJisToJis>> seen(threadCount);
+        std::vector<ShiftJisToJis*> borrowed(threadCount);
+        RunAtOnce([&](std::size_t thread) {
+            if (thread % 2 == 0) {
+                borrowed[thread] = ShiftJisToJis::Instance();
+            }
+            seen[thread] = ShiftJisToJis::InstanceReference();
+        });
+        for (std::size_t thread = 0; thread < threadCount; ++thread) {
+            ASSERT_EQ(seen[thread].Get(), seen.front().Get());
+            ASSERT_EQ(borrowed[thread], thread % 2 == 0 ? seen.front().Get() : nullptr);
+        }
+        EXPECT_EQ(seen.front()->AddRef(), threadCount + 2); // each thread, the process and this one
+        seen.front()->Release();
+    }
+}
+
+TEST(ThreadsTest, CodePage12AndItsTableMayBothBeTheFirstRequestOnSeveralThreads) {
+    const TemporaryDirectory directory;
+    {
+        const Initializer initializer;
+        WriteTables(directory.Path());
+    }
+    for (const KBase::WideString& path : {Widen("UseWindowsAPI"), directory.Wide()}) {
+        for (int round = 0; round < 4; ++round) {
+            const TimeLimit limit("the first requests for code page 12 and its table");
+            const Initializer initializer;
+            SetBasePath(path.c_str());
+            RunAtOnce([](std::size_t thread) {
+                if (thread % 2 == 0) {
+                    EXPECT_EQ(GetCodePageReference(12)->GetType(), 12);
+                } else {
+                    EXPECT_TRUE(ShiftJisToJis::InstanceReference()->IsLeadingByte('!'));
+                }
+                EXPECT_EQ(Encode(*GetCodePageReference(12), u"\u3042"_w), "\x1B$B$\"\x1B(B");
+            });
+        }
+    }
+}
+
+// The processor time of a thread.
+std::chrono::nanoseconds TimeOf(std::thread& thread) {
+    clockid_t clock{};
+    timespec time{};
+    if (pthread_getcpuclockid(thread.native_handle(), &clock) != 0 || clock_gettime(clock, &time) != 0) {
+        throw std::runtime_error("a thread's time cannot be told");
+    }
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+TEST(ThreadsTest, AShiftJisToJisTableThatWasBegunBeforeAFlushServesItsCallerAlone) {
+    const TimeLimit limit("a table that is begun before a flush");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    // As if somebody made a code page: everybody else who needs one waits busily.
+    ModuleState& state = GetModuleState();
+    const auto setCreating = [&](bool creating) {
+        const KSynch::ScopedCriticalSection hold(*state.cacheLock);
+        state.creating = creating;
+    };
+    setCreating(true);
+    KBase::ReturnPtrI<ShiftJisToJis> begunBefore;
+    std::thread maker([&] { begunBefore = ShiftJisToJis::InstanceReference(); });
+    while (TimeOf(maker) < std::chrono::milliseconds(200)) {
+        std::this_thread::yield();
+    }
+    ShiftJisToJis::Flush();
+    setCreating(false);
+    maker.join();
+    EXPECT_EQ(begunBefore->AddRef(), 2); // its caller's and this one
+    EXPECT_EQ(begunBefore->Release(), 1);
+    EXPECT_TRUE(begunBefore->IsLeadingByte('!'));
+    EXPECT_NE(ShiftJisToJis::Instance(), begunBefore.Get());
+}
+
+// A code page is made of what one base path has, even if the path changes under it.
+TEST(ThreadsTest, ABasePathThatGoesBackAndForthBetweenGoodOnesNeverFailsARequest) {
+    const TimeLimit limit("a base path that goes back and forth", std::chrono::seconds(240));
+    const Initializer initializer;
+    const TemporaryDirectory directory;
+    WriteTables(directory.Path());
+    const KBase::WideString tables = directory.Wide();
+    Crowd crowd;
+    crowd.Run(60, [&](int thread, int round) {
+        if (thread == 0) {
+            SetBasePath(round % 2 == 0 ? u"UseWindowsAPI"_w.Get() : tables.c_str());
+            return;
+        }
+        const Page& page = pages[static_cast<std::size_t>(thread + round) % pages.size()];
+        const auto codePage = GetCodePageReference(page.number);
+        crowd.Expect(Decode(*codePage, page.bytes), Ascii(page.units));
+        crowd.Expect(Encode(*codePage, page.units), page.bytes);
+        FlushCodePageCaches();
+    });
+}
+
+TEST(ThreadsTest, ARefusalNamesOneOfTheCodePagesThatTheObjectWasAllTheTime) {
+    const TimeLimit limit("refusals on eight threads");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(ISO_2022_JP));
+    Crowd crowd;
+    crowd.Run(400, [&](int thread, int round) {
+        if (thread < 2) {
+            DeSerialize(*object, (thread + round) % 2 == 0 ? 12 : 21);
+            return;
+        }
+        const Failure failure =
+            Raised([&] { object->ConvertToUnicode("a", 1, CodePage::THROW_INVALID_CHARACTER); });
+        if (failure != UserError("The character set is not supported: iso-2022-jp") &&
+            failure != UserError("OneToOne::ConvertToUnicode - not implemented")) {
+            crowd.Complain(failure.type + ": " + failure.text);
+        }
+        const Failure encoding = Raised([&] { crowd.Expect(Encode(*object, u"a"_w), "a"); });
+        if (encoding.type != "nothing" &&
+            encoding != UserError("OneToOne::ConvertToMultiByte - not implemented")) {
+            crowd.Complain(encoding.type + ": " + encoding.text);
+        }
+    });
 }
 
 } // namespace

@@ -1,4 +1,6 @@
 #include "CodePage/UnicodeToMultiByte.h"
+#include "CodePage/CodePageRegistry.h"
+#include "CodePage/Initializer.h"
 
 #include "Raised.h"
 #include "SerializedTables.h"
@@ -17,6 +19,7 @@ using namespace KCodePage;
 using namespace CodePageTests;
 using namespace SerializedTables;
 using KBase::WideString;
+using KBase::operator""_w;
 using TableResults::Encode;
 using TableResults::ToBytes;
 
@@ -372,15 +375,14 @@ TEST(UnicodeToMultiByte, ADefaultTableFilledFromTheServicesIsTheSystemsOwnCodePa
     EXPECT_EQ(Encode(*table, WideString{'A', 0x20AC, 0x3042}, true), "A\x80?");
 }
 
-TEST(UnicodeToMultiByte, CodePage12LooksSingleUnitsUpInItsOwnEntries) {
+TEST(UnicodeToMultiByte, CodePage12LooksSingleUnitsUpInItsOwnEntriesAndTurnsTextsIntoJis) {
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
     const auto table = Loaded(PlainFile(), ISO_2022_JP);
     EXPECT_EQ(ToBytes(table->Convert(0x100)), "\x81\x40");
     EXPECT_FALSE(table->Convert(0x3042).IsValid());
-    // A text goes on to the Shift-JIS to JIS table, which this build lacks; a unit without mapping throws
-    // first.
-    EXPECT_EQ(Thrown(*table, WideString{'A'}), UserError("The character set is not supported: iso-2022-jp"));
-    EXPECT_EQ(Thrown(*table, WideString{'A'}, 20),
-              UserError("The character set is not supported: iso-2022-jp"));
+    EXPECT_EQ(Encode(*table, WideString{'A', 0x100}, false), "A\x1B$B!!\x1B(B");
+    // A unit without mapping throws before the text goes on to the Shift-JIS to JIS table.
     EXPECT_EQ(Thrown(*table, WideString{'A', 0x3042}), InvalidCharacter("Invalid character 000\\u3042"));
 }
 

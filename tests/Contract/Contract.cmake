@@ -1,5 +1,6 @@
 # The parts of the contract that take more than a test program: the list of exported symbols, the README's
-# example, and a client project that is configured against the installed tree.
+# example, a client project that is configured against the installed tree, and one that has the sources as a
+# part of its own.
 
 target_compile_definitions(ContractTests PRIVATE
   KCODEPAGE_LIBRARY="$<TARGET_FILE:KCodePage>"
@@ -37,4 +38,13 @@ add_test(NAME Contract.Consumer
     "-DBINARIES=${CMAKE_INSTALL_BINDIR}"
     "-DTOOL=${KCODEPAGE_BUILD_TOOL}"
     -P "${CMAKE_CURRENT_LIST_DIR}/consumer.cmake")
-set_tests_properties(Contract.ReadmeExample Contract.Consumer PROPERTIES TIMEOUT 300)
+
+add_test(NAME Contract.Subproject
+  COMMAND "${CMAKE_COMMAND}"
+    "-DSOURCE=${PROJECT_SOURCE_DIR}"
+    "-DSUBPROJECT=${CMAKE_CURRENT_LIST_DIR}/subproject"
+    "-DWORK=${CMAKE_CURRENT_BINARY_DIR}/subproject"
+    "-DGENERATOR=${CMAKE_GENERATOR}"
+    "-DCOMPILER=${CMAKE_CXX_COMPILER}"
+    -P "${CMAKE_CURRENT_LIST_DIR}/subproject.cmake")
+set_tests_properties(Contract.ReadmeExample Contract.Consumer Contract.Subproject PROPERTIES TIMEOUT 300)

@@ -31,6 +31,20 @@ TEST(Binary, ShrinkingAndRestoringTheVisibleSizeKeepsTheContents) {
     EXPECT_EQ(std::memcmp(binary->GetData(), "abcdef", 6), 0);
 }
 
+TEST(Binary, RemovingFromTheFrontMovesTheRestThere) {
+    const auto binary = KDataType::CreateBinary(6, nullptr);
+    std::memcpy(binary->GetData(), "abcdef", 6);
+    binary->SetSize(5); // what is not visible does not move
+    binary->RemoveFromFront(0);
+    EXPECT_EQ(binary->GetSize(), 5u);
+    binary->RemoveFromFront(2);
+    EXPECT_EQ(binary->GetSize(), 3u);
+    EXPECT_EQ(std::memcmp(binary->GetData(), "cde", 3), 0);
+    binary->RemoveFromFront(3);
+    EXPECT_EQ(binary->GetSize(), 0u);
+    EXPECT_EQ(binary->GetCapacity(), 6u);
+}
+
 TEST(Binary, IsAlignedForEveryFundamentalType) {
     for (int size = 1; size < 64; ++size) {
         const auto binary = KDataType::CreateBinary(static_cast<unsigned long long>(size), nullptr);

@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <sstream>
 #include <stdexcept>
 #include <system_error>
 
@@ -166,4 +167,15 @@ Outcome RunCommandInto(const std::filesystem::path& outputFile, const std::vecto
         Fail("open");
     }
     return RunWith(arguments, input, {}, file.Get());
+}
+
+std::string WithoutRemarks(const std::string& errors) {
+    std::string rest;
+    std::istringstream lines(errors);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find(" is converted as windows-") == std::string::npos) {
+            rest += line + "\n";
+        }
+    }
+    return rest;
 }

@@ -20,3 +20,6 @@ Outcome RunCommand(const std::vector<std::string>& arguments, const std::string&
 // The same without a pipe to its standard output: that is `outputFile`.
 Outcome RunCommandInto(const std::filesystem::path& outputFile, const std::vector<std::string>& arguments,
                        const std::string& input = {});
+
+// `errors` without the lines that say where the standard of an iso-8859 name and its code page part.
+std::string WithoutRemarks(const std::string& errors);

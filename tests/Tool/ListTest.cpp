@@ -37,7 +37,7 @@ TEST(ListTest, ShowsEachCharacterSetWithItsNumberNameAndWindowsNumber) {
 TEST(ListTest, TellsBytesDirectionsAndAliases) {
     const std::string table = RunCommand({"list"}).output;
     for (const char* row : {"    11 shift_jis          932   1-2 yes     yes     cp932, windows-31j, sjis\n",
-                            "    12 iso-2022-jp        932   1-2 no      no\n",
+                            "    12 iso-2022-jp        932   1-2 yes     yes\n",
                             "    20 utf-8            65001   1-4 yes     yes\n",
                             "    21 unicode-1-1      65535     - no      no\n"}) {
         EXPECT_NE(table.find(row), std::string::npos) << row << table;

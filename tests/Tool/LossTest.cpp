@@ -223,9 +223,9 @@ TEST(LossTest, EveryAliasIsItsCharacterSet) {
         EXPECT_EQ(outcome.status, 0) << alias;
         EXPECT_EQ(outcome.output, decode(name).output) << alias;
     }
-    for (const char* unknown :
-         {"cp1252", "windows-1251", "windows-1258", "latin2", "utf8", "ascii", "", "sjis "}) {
+    for (const char* unknown : {"no-such-set", "windows-1259", "", "utf-9", "sjis2"}) {
         EXPECT_EQ(RunCommand({"convert", "--from", unknown, "--to", "utf-8"}, "a").status, 2) << unknown;
+        EXPECT_EQ(RunCommand({"convert", "--from", "utf-8", "--to", unknown}, "a").status, 2) << unknown;
     }
 }
 
@@ -235,12 +235,6 @@ TEST(LossTest, WhatCannotBeConvertedIsRefusedAtOnceWithWhatToUse) {
         EXPECT_EQ(outcome.status, 2);
         return outcome.errors;
     };
-    EXPECT_EQ(
-        refusal("ISO-2022-JP", "utf-8"),
-        "kcodepage: iso-2022-jp cannot be converted from; convert it to shift_jis or utf-8 with another "
-        "program first, and name that in --from\n");
-    EXPECT_EQ(refusal("utf-8", "iso-2022-jp"),
-              "kcodepage: iso-2022-jp cannot be converted to; use shift_jis or utf-8 in --to\n");
     EXPECT_EQ(refusal("unicode-1-1", "utf-8"),
               "kcodepage: unicode-1-1 cannot be converted; use utf-16le or utf-16be in --from\n");
     EXPECT_EQ(refusal("utf-8", "unicode-1-1"),

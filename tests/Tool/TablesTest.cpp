@@ -94,7 +94,7 @@ WholeSpace ReadWholeSpace(unsigned number, bool sevenBit) {
 
 void ExpectOutput(const Outcome& outcome, const std::string& output, const std::string& what) {
     EXPECT_EQ(outcome.status, 0) << what << ": " << outcome.errors;
-    EXPECT_EQ(outcome.errors, "") << what;
+    EXPECT_EQ(WithoutRemarks(outcome.errors), "") << what;
     EXPECT_TRUE(outcome.output == output) << what;
 }
 
@@ -110,12 +110,12 @@ TEST(TablesTest, WritesTheFilesOfEveryCodePageThatHasTables) {
     const Directory directory;
     const std::string made = (directory / "new" / "tables").string(); // made if missing
     ExpectOutput(RunCommand({"tables", made}), "", "tables");
-    std::vector<std::string> expected;
+    std::vector<std::string> expected{"ShiftJisToJis.SJ2J"};
     for (const auto& [name, number] : pages) {
         expected.push_back(name + ".M2U");
         expected.push_back(name + ".U2M");
     }
-    EXPECT_EQ(NamesIn(made), expected); // and none for iso-2022-jp, utf-8 and unicode-1-1
+    EXPECT_EQ(NamesIn(made), expected); // and no others for iso-2022-jp, utf-8 and unicode-1-1
 }
 
 TEST(TablesTest, WritesTheFilesOfTheCodePagesThatAreNamed) {
@@ -128,7 +128,8 @@ TEST(TablesTest, WritesTheFilesOfTheCodePagesThatAreNamed) {
 TEST(TablesTest, Iso2022JpSharesTheFilesOfShiftJis) {
     const Directory directory;
     ExpectOutput(RunCommand({"tables", directory.Name(), "iso-2022-jp"}), "", "tables");
-    EXPECT_EQ(NamesIn(directory.Name()), (std::vector<std::string>{"shift_jis.M2U", "shift_jis.U2M"}));
+    EXPECT_EQ(NamesIn(directory.Name()),
+              (std::vector<std::string>{"ShiftJisToJis.SJ2J", "shift_jis.M2U", "shift_jis.U2M"}));
     ExpectOutput(
         RunCommand({"convert", "--from", "shift_jis", "--to", "utf-8", "--base-path", directory.Name()},
                    "\x82\xA0"),

@@ -17,4 +17,17 @@ const char* InvalidCharacterException::ClassName() const noexcept {
     return "KCodePage::InvalidCharacterException";
 }
 
+EncodingConversionException::EncodingConversionException(const KBase::Message& message)
+    : KBase::Message(message) {}
+
+const char* EncodingConversionException::ClassName() const noexcept {
+    return "KCodePage::EncodingConversionException";
+}
+
+EncodingDetectException::EncodingDetectException(const KBase::Message& message) : KBase::Message(message) {}
+
+const char* EncodingDetectException::ClassName() const noexcept {
+    return "KCodePage::EncodingDetectException";
+}
+
 } // namespace KCodePage

@@ -313,7 +313,7 @@ KBase::ReturnPtrI<MultiByteString> CodePageImpl::ConvertToMultiByteWindowsAPI(co
     }
     result->Finish(static_cast<std::size_t>(written));
     if (held->codePage == ISO_2022_JP) {
-        return ShiftJisToJis::Instance()->Convert(result.Get());
+        return ShiftJisToJis::InstanceReference()->Convert(result.Get());
     }
     return result;
 }

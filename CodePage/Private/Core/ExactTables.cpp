@@ -46,9 +46,9 @@ MultiByteCharacter ExactTables::Convert(unsigned short codeUnit) const {
     return allowBestFit || IsRoundTrip(codeUnit, character) ? character : MultiByteCharacter();
 }
 
-bool ExactTables::HasBestFit(unsigned short codeUnit) const {
+MultiByteCharacter ExactTables::BestFit(unsigned short codeUnit) const {
     const MultiByteCharacter character = tables.unicodeToMultiByte->Convert(codeUnit);
-    return !sevenBit && character.IsValid() && !IsRoundTrip(codeUnit, character);
+    return sevenBit || IsRoundTrip(codeUnit, character) ? MultiByteCharacter() : character;
 }
 
 bool ExactTables::IsRoundTrip(unsigned short codeUnit, const MultiByteCharacter& character) const {

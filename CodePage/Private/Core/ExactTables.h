@@ -25,8 +25,8 @@ public:
     // The question of an EncodeMap. A best fit is invalid, unless the policy allows it.
     MultiByteCharacter Convert(unsigned short codeUnit) const;
 
-    // Whether the code unit has a best fit alone.
-    bool HasBestFit(unsigned short codeUnit) const;
+    // What the code unit has for a best fit; invalid where it has a character of its own, or nothing.
+    MultiByteCharacter BestFit(unsigned short codeUnit) const;
 
 private:
     bool IsRoundTrip(unsigned short codeUnit, const MultiByteCharacter& character) const;

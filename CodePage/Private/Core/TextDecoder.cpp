@@ -1,10 +1,12 @@
 #include "CodePage/TextDecoder.h"
 
 #include "CodePage/Private/Core/ExactTables.h"
+#include "CodePage/Private/Icu/IcuTextStream.h"
 #include "CodePage/Private/Tables/DecodeMap.h"
 #include "CodePage/Private/Tables/TextStream.h"
 #include "UTF8/UTF8.h"
 
+#include <memory>
 #include <utility>
 #include <variant>
 
@@ -18,21 +20,22 @@ public:
     using Output = wchar16;
 
     TableDecoding(CODE_PAGE codePage, const TextPolicy& policy)
-        : tables(codePage, policy), map(tables), substitution(policy.decoded) {}
+        : shared(std::make_shared<Shared>(codePage, policy)), substitution(policy.decoded) {}
 
     Kernels::Run Run(const char* in, std::size_t n, wchar16* out, std::size_t capacity) const noexcept {
-        return map.Convert(in, n, out, capacity);
+        return shared->map.Convert(in, n, out, capacity);
     }
 
     TextStep Step(const char* in, std::size_t n, bool end, wchar16* out) const {
-        const std::size_t length = tables.GetNumberOfBytesInThisCharacter(in);
+        const std::size_t length = shared->tables.GetNumberOfBytesInThisCharacter(in);
         if (n < length) {
             return end ? TextStep{TextStep::Kind::Failed, n, 0, TextFailureKind::CutOff}
                        : TextStep{TextStep::Kind::NeedsMore};
         }
         const auto byte = static_cast<unsigned char>(in[0]);
         const UnicodeCharacter character =
-            length == 2 ? tables.Convert(byte, static_cast<unsigned char>(in[1])) : tables.Convert(byte);
+            length == 2 ? shared->tables.Convert(byte, static_cast<unsigned char>(in[1]))
+                        : shared->tables.Convert(byte);
         if (!character.IsValid()) {
             return {TextStep::Kind::Failed, length, 0, TextFailureKind::Undefined};
         }
@@ -46,8 +49,15 @@ public:
     }
 
 private:
-    ExactTables tables;
-    DecodeMap map;
+    // Immutable, and the same for all copies of a decoder.
+    struct Shared {
+        Shared(CODE_PAGE codePage, const TextPolicy& policy) : tables(codePage, policy), map(tables) {}
+
+        ExactTables tables;
+        DecodeMap map;
+    };
+
+    std::shared_ptr<const Shared> shared;
     wchar16 substitution;
 };
 
@@ -85,7 +95,7 @@ private:
     wchar16 substitution;
 };
 
-using Stream = std::variant<TextStream<TableDecoding>, TextStream<UTF8Decoding>>;
+using Stream = std::variant<TextStream<TableDecoding>, TextStream<UTF8Decoding>, IcuTextStream>;
 
 Stream MakeStream(CODE_PAGE codePage, const TextPolicy& policy) {
     if (codePage == UTF_8) {
@@ -98,13 +108,23 @@ Stream MakeStream(CODE_PAGE codePage, const TextPolicy& policy) {
 
 class TextDecoder::Engine {
 public:
-    Engine(CODE_PAGE codePage, const TextPolicy& policy) : stream(MakeStream(codePage, policy)) {}
+    explicit Engine(Stream textStream) : stream(std::move(textStream)) {}
 
     Stream stream;
 };
 
 TextDecoder::TextDecoder(CODE_PAGE codePage, const TextPolicy& policy)
-    : engine(std::make_unique<Engine>(codePage, policy)) {}
+    : engine(std::make_unique<Engine>(MakeStream(codePage, policy))) {}
+
+TextDecoder::TextDecoder(const char* charset, const TextPolicy& policy)
+    : engine(std::make_unique<Engine>(IcuTextStream(charset, policy))) {}
+
+TextDecoder::TextDecoder(const TextDecoder& other) : engine(std::make_unique<Engine>(*other.engine)) {}
+
+TextDecoder& TextDecoder::operator=(const TextDecoder& other) {
+    engine = std::make_unique<Engine>(*other.engine);
+    return *this;
+}
 
 TextDecoder::TextDecoder(TextDecoder&&) noexcept = default;
 TextDecoder& TextDecoder::operator=(TextDecoder&&) noexcept = default;

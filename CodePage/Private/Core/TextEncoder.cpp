@@ -1,8 +1,10 @@
 #include "CodePage/TextEncoder.h"
 
 #include "CodePage/Private/Core/ExactTables.h"
+#include "CodePage/Private/Core/JisEncoding.h"
 #include "CodePage/Private/Tables/EncodeMap.h"
 #include "CodePage/Private/Tables/TextStream.h"
+#include "CodePage/Private/Tables/UnmappedUnit.h"
 #include "UTF8/UTF8.h"
 
 #include <utility>
@@ -12,14 +14,6 @@ namespace KCodePage {
 
 namespace {
 
-bool IsLeadingSurrogate(wchar16 unit) noexcept {
-    return (unit & 0xFC00u) == 0xD800u;
-}
-
-bool IsTrailingSurrogate(wchar16 unit) noexcept {
-    return (unit & 0xFC00u) == 0xDC00u;
-}
-
 class TableEncoding {
 public:
     using Input = wchar16;
@@ -28,7 +22,7 @@ public:
     TableEncoding(CODE_PAGE codePage, const TextPolicy& policy)
         : tables(codePage, policy), map(tables), substitution(policy.encoded) {}
 
-    EncodeMap::Run Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
+    Kernels::Run Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
         return map.Convert(in, n, out, capacity);
     }
 
@@ -39,19 +33,7 @@ public:
             std::memcpy(out, character.Get(), character.Length());
             return {TextStep::Kind::Converted, 1, character.Length()};
         }
-        if (IsLeadingSurrogate(in[0])) {
-            if (n == 1 && !end) {
-                return {TextStep::Kind::NeedsMore};
-            }
-            if (n > 1 && IsTrailingSurrogate(in[1])) {
-                return {TextStep::Kind::Failed, 2, 0, TextFailureKind::Unmapped};
-            }
-        }
-        if (IsLeadingSurrogate(in[0]) || IsTrailingSurrogate(in[0])) {
-            return {TextStep::Kind::Failed, 1, 0, TextFailureKind::UnpairedSurrogate};
-        }
-        return {TextStep::Kind::Failed, 1, 0,
-                tables.HasBestFit(in[0]) ? TextFailureKind::BestFit : TextFailureKind::Unmapped};
+        return UnmappedUnit(in, n, end, tables.BestFit(in[0]).IsValid());
     }
 
     std::size_t Substitute(const TextStep& step, char* out) const noexcept {
@@ -93,11 +75,14 @@ public:
     }
 };
 
-using Stream = std::variant<TextStream<TableEncoding>, TextStream<UTF8Encoding>>;
+using Stream = std::variant<TextStream<TableEncoding>, TextStream<UTF8Encoding>, TextStream<JisEncoding>>;
 
 Stream MakeStream(CODE_PAGE codePage, const TextPolicy& policy) {
     if (codePage == UTF_8) {
         return TextStream(UTF8Encoding(), policy);
+    }
+    if (codePage == ISO_2022_JP) {
+        return TextStream(JisEncoding(policy), policy);
     }
     return TextStream(TableEncoding(codePage, policy), policy);
 }

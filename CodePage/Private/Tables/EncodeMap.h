@@ -1,15 +1,14 @@
-// EncodeMap: the flat look-up of a UnicodeToMultiByte table, compiled once when the table is filled, and the
-// loop that runs over it.
+// EncodeMap: the flat look-up of a UnicodeToMultiByte table, compiled once when the table is filled, for the
+// loops that run over it.
 //
-// A one-byte character stands in the map as its byte, a two-byte character as lead byte * 256 + trail byte.
-// `unmapped` marks what the loop leaves to the table's entries: no mapping, the byte 00, and two-byte
-// characters whose lead byte is 00.
-// Thread safety: immutable.
+// A character stands in the map as EncodeTable says. What is unmapped there is left to the table's entries:
+// no mapping, and two-byte characters with a byte 00. Thread safety: immutable.
 
 #pragma once
 
 #include "CodePage/CODE_PAGE.h"
 #include "CodePage/MultiByteCharacter.h"
+#include "Kernels/Kernels.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -19,47 +18,51 @@ namespace KCodePage {
 
 class EncodeMap {
 public:
-    // `table` answers as UnicodeToMultiByte does: Convert(codeUnit).
+    // `source` answers as UnicodeToMultiByte does: Convert(codeUnit).
     template <class Table>
-    explicit EncodeMap(const Table& table) : codes(0x10000, unmapped) {
+    explicit EncodeMap(const Table& source) : codes(0x10000, Kernels::EncodeTable::unmapped) {
         for (unsigned unit = 0; unit < 0x10000; ++unit) {
-            const MultiByteCharacter character = table.Convert(static_cast<wchar16>(unit));
-            if (!character.IsValid()) {
-                continue;
-            }
-            if (character.Length() == 1) {
-                codes[unit] = static_cast<unsigned char>(character.GetByte1());
-            } else {
-                maximumBytes = 2;
-                codes[unit] = character.GetByte1() != 0 ? character.GetMBChar() : unmapped;
+            const MultiByteCharacter character = source.Convert(static_cast<wchar16>(unit));
+            if (character.IsValid()) {
+                codes[unit] = CodeOf(character);
+                maximumBytes = character.Length() > maximumBytes ? character.Length() : maximumBytes;
             }
         }
-        // A run of ASCII may hold zero units too.
-        const MultiByteCharacter zero = table.Convert(wchar16{0});
-        asciiStands = zero.IsValid() && zero == MultiByteCharacter(static_cast<unsigned char>(0));
-        for (unsigned unit = 1; unit < 0x80; ++unit) {
-            asciiStands = asciiStands && codes[unit] == unit;
-        }
+        Prepare();
     }
 
-    struct Run {
-        std::size_t consumed; // code units
-        std::size_t written;  // bytes
-    };
+    EncodeMap(const EncodeMap& other);
+    EncodeMap(EncodeMap&&) noexcept = default; // the elements of a moved vector stay where they are
+    EncodeMap& operator=(const EncodeMap&) = delete;
+    ~EncodeMap() = default;
 
     // Converts code units from the start of `input` until the input is used up, the next character does not
     // fit the output, or a unit needs the table's entries.
-    Run Convert(const wchar16* input, std::size_t length, char* output, std::size_t capacity) const noexcept;
+    Kernels::Run Convert(const wchar16* input, std::size_t length, char* output,
+                         std::size_t capacity) const noexcept {
+        return loop(table, input, length, reinterpret_cast<unsigned char*>(output), capacity);
+    }
 
     // The most bytes that one code unit can become.
     std::size_t MaximumBytes() const noexcept { return maximumBytes; }
 
 private:
-    static constexpr std::uint16_t unmapped = 0;
+    static std::uint16_t CodeOf(const MultiByteCharacter& character) noexcept {
+        const auto byte1 = static_cast<unsigned char>(character.GetByte1());
+        const auto byte2 = static_cast<unsigned char>(character.GetByte2());
+        if (character.Length() == 1) {
+            return byte1;
+        }
+        return byte1 != 0 && byte2 != 0 ? static_cast<std::uint16_t>(byte1 | byte2 << 8)
+                                        : Kernels::EncodeTable::unmapped;
+    }
 
-    std::vector<std::uint16_t> codes; // 65,536, by code unit
+    void Prepare();
+
+    std::vector<std::uint16_t> codes;
     std::size_t maximumBytes = 1;
-    bool asciiStands = false; // code units 00 to 7F map to the same bytes
+    Kernels::EncodeTable table;
+    Kernels::EncodeLoop* loop = nullptr;
 };
 
 } // namespace KCodePage

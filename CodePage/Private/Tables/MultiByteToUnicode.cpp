@@ -67,7 +67,7 @@ const UnicodeCharacterMultiByte* MultiByteToUnicode::Row(unsigned char byte) con
 
 bool MultiByteToUnicode::IsLeadingByte(unsigned char byte) const {
     if (codePage == ISO_2022_JP) {
-        return ShiftJisToJis::Instance()->IsLeadingByte(static_cast<char>(byte));
+        return ShiftJisToJis::InstanceReference()->IsLeadingByte(static_cast<char>(byte));
     }
     const UnicodeCharacterMultiByte* row = Row(byte);
     return row != nullptr && row->GetNumberOfBytes() == 2;
@@ -75,19 +75,20 @@ bool MultiByteToUnicode::IsLeadingByte(unsigned char byte) const {
 
 unsigned int MultiByteToUnicode::GetNumberOfBytesInThisCharacter(const char* text) const {
     if (codePage == ISO_2022_JP) {
-        return ShiftJisToJis::Instance()->GetNumberOfBytesInThisCharacter(text);
+        return ShiftJisToJis::InstanceReference()->GetNumberOfBytesInThisCharacter(text);
     }
     const UnicodeCharacterMultiByte* row = Row(static_cast<unsigned char>(*text));
     return row != nullptr && row->GetNumberOfBytes() == 2 ? 2 : 1;
 }
 
 bool MultiByteToUnicode::IsEscapeSequence(const char* text) const {
-    return codePage == ISO_2022_JP && ShiftJisToJis::Instance()->IsEscapeSequence(text);
+    return codePage == ISO_2022_JP && ShiftJisToJis::InstanceReference()->IsEscapeSequence(text);
 }
 
 unsigned int MultiByteToUnicode::GetNumberOfBytesInThisEscapeSequence(const char* text) const {
-    return codePage == ISO_2022_JP ? ShiftJisToJis::Instance()->GetNumberOfBytesInThisEscapeSequence(text)
-                                   : 0;
+    return codePage == ISO_2022_JP
+               ? ShiftJisToJis::InstanceReference()->GetNumberOfBytesInThisEscapeSequence(text)
+               : 0;
 }
 
 UnicodeCharacter MultiByteToUnicode::Convert(unsigned char byte) const {
@@ -106,12 +107,13 @@ MultiByteToUnicode::Convert(const char* input, unsigned int length,
     // One byte becomes at most one code unit.
     auto result = UnicodeStringImpl::CreateForWriting(length);
     wchar16* const output = result->WritingPlace();
+    // Page 12 has character lengths of its own and goes step by step.
+    const KBase::ReturnPtrI<ShiftJisToJis> shiftJisToJis =
+        codePage == ISO_2022_JP && length != 0 ? ShiftJisToJis::InstanceReference() : nullptr;
     std::size_t p = 0;
     std::size_t written = 0;
     while (p < length) {
-        // The flat look-up takes all that maps. Page 12 has character lengths of its own and goes step by
-        // step.
-        if (map && codePage != ISO_2022_JP) {
+        if (map && !shiftJisToJis) { // the flat look-up takes all that maps
             const Kernels::Run run = map->Convert(input + p, length - p, output + written, length - written);
             p += run.consumed;
             written += run.written;
@@ -120,7 +122,10 @@ MultiByteToUnicode::Convert(const char* input, unsigned int length,
             }
         }
         UnicodeCharacter character;
-        if (GetNumberOfBytesInThisCharacter(input + p) == 2) {
+        const unsigned int numberOfBytes = shiftJisToJis
+                                               ? shiftJisToJis->GetNumberOfBytesInThisCharacter(input + p)
+                                               : GetNumberOfBytesInThisCharacter(input + p);
+        if (numberOfBytes == 2) {
             if (length - p >= 2) {
                 character =
                     Convert(static_cast<unsigned char>(input[p]), static_cast<unsigned char>(input[p + 1]));

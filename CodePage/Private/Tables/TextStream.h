@@ -6,11 +6,13 @@
 //   Run(in, n, out, capacity) -> {consumed, written}
 //                       converts whole characters until one needs a Step or nothing more fits;
 //   Step(in, n, end, out) -> TextStep
-//                       looks at one character, n being at least 1, and converts it into `out`, which has
-//                       room for textStepUnits units; with `end`, or textStepUnits units to look at, it
-//                       never needs more;
+//                       looks at one character, n being at least 1, and converts it into `out`; with `end`,
+//                       or textStepUnits units to look at, it never needs more;
 //   Substitute(step, out) -> number of units
-//                       puts the substitution for a step that failed into `out`.
+//                       puts the substitution for a step that failed into `out`;
+//   Finish(out) -> number of units
+//                       puts what closes a text into `out`; a codec without it needs nothing there.
+// `out` of the last three has room for textStepOutput units.
 // Thread safety: one stream belongs to one thread at a time.
 
 #pragma once
@@ -26,6 +28,7 @@
 namespace KCodePage {
 
 inline constexpr std::size_t textStepUnits = 4;
+inline constexpr std::size_t textStepOutput = 8;
 
 // What a codec says of one character.
 struct TextStep {
@@ -64,7 +67,10 @@ public:
                 return result;
             }
             if (rest.empty() && (keptLength == 0 || !end)) {
-                return result;
+                if (!end || Finish() == 0) {
+                    return result;
+                }
+                continue;
             }
             if (result.written == output.size()) {
                 result.stop = TextStop::OutputFull; // nothing is taken ahead, so that the position is exact
@@ -124,6 +130,14 @@ private:
         return taken;
     }
 
+    // Puts what closes the text into `pending`; returns how much that is.
+    std::size_t Finish() noexcept {
+        if constexpr (requires { codec.Finish(pending); }) {
+            pendingLength = codec.Finish(pending);
+        }
+        return pendingLength;
+    }
+
     void Fail(const TextStep& step, const Input* character) {
         TextFailure found;
         found.kind = step.failure;
@@ -135,12 +149,10 @@ private:
         if (!substitute) {
             failed = true;
             failure = found;
+            Finish(); // what came before stands as a text
             return;
         }
-        TextSubstitutions::Count& count = substitutions.ofKind[static_cast<std::size_t>(step.failure)];
-        if (count.count++ == 0) {
-            count.first = found;
-        }
+        substitutions.Add(found);
         pendingLength = codec.Substitute(step, pending);
         offset += step.consumed;
     }
@@ -153,7 +165,7 @@ private:
     std::uint64_t offset = 0; // of the next character, from the start of the text
     Input kept[textStepUnits] = {};
     std::size_t keptLength = 0; // the beginning of a character that the input's end cut off
-    Output pending[textStepUnits] = {};
+    Output pending[textStepOutput] = {};
     std::size_t pendingLength = 0; // output that waits for room
 };
 

@@ -73,7 +73,7 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     std::size_t written = 0;
     while (taken < length) {
         if (map) {
-            const EncodeMap::Run run =
+            const Kernels::Run run =
                 map->Convert(input + taken, length - taken, output + written, capacity - written);
             taken += run.consumed;
             written += run.written;
@@ -102,7 +102,7 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     if (codePage != ISO_2022_JP) {
         return result;
     }
-    ShiftJisToJis* const shiftJisToJis = ShiftJisToJis::Instance();
+    const KBase::ReturnPtrI<ShiftJisToJis> shiftJisToJis = ShiftJisToJis::InstanceReference();
     return blockSize != 0 ? shiftJisToJis->ConvertObservingBlockSize(converted, blockSize, result.Get())
                           : shiftJisToJis->Convert(result.Get());
 }

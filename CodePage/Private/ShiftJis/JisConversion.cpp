@@ -1,0 +1,159 @@
+// The conversion of Shift-JIS text, and what is told of JIS text.
+
+#include "CodePage/CodePageRegistry.h"
+#include "CodePage/Exceptions.h"
+#include "CodePage/Private/Characters/Failure.h"
+#include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/ShiftJisToJis.h"
+
+#include <array>
+#include <cstring>
+
+namespace KCodePage {
+
+namespace {
+
+constexpr char toJIS[] = "\x1B$B";
+constexpr char toASCII[] = "\x1B(B";
+constexpr std::size_t escapeLength = 3;
+
+// The lead bytes of the Shift-JIS code page. Each byte that occurs is asked about once.
+class LeadBytes {
+public:
+    explicit LeadBytes(const CodePage& shiftJis) noexcept : codePage(shiftJis) {}
+
+    bool Has(char byte) {
+        Answer& answer = answers[static_cast<unsigned char>(byte)];
+        if (answer == Answer::Unknown) {
+            answer = codePage.IsLeadingByte(byte) ? Answer::Yes : Answer::No;
+        }
+        return answer == Answer::Yes;
+    }
+
+private:
+    enum class Answer : unsigned char { Unknown, No, Yes };
+
+    const CodePage& codePage;
+    std::array<Answer, 256> answers{};
+};
+
+// JIS text that grows up to a block. What is appended is counted whether or not it is allowed: callers ask
+// Holds first.
+class Block {
+public:
+    Block(char* place, unsigned size) noexcept : output(place), blockSize(size) {}
+
+    // Whether `count` more bytes leave the block below its size.
+    bool Holds(std::size_t count) const noexcept { return blockSize == 0 || length + count < blockSize; }
+
+    void Append(const char* bytes, std::size_t count) noexcept {
+        std::memcpy(output + length, bytes, count);
+        length += count;
+    }
+
+    std::size_t Length() const noexcept { return length; }
+
+private:
+    char* output;
+    std::size_t blockSize;
+    std::size_t length = 0;
+};
+
+[[noreturn]] void ThrowNoJISCode(const MultiByteCharacter& pair) {
+    Throw<InvalidCharacterException>(
+        (KBase::WideStream() << "ShiftJisToJis::Convert - Couldn't convert to JIS code page. Character that "
+                                "failed (Win code page 932): ")
+            .Hexadecimal(static_cast<unsigned char>(pair.GetByte1()))
+            .Hexadecimal(static_cast<unsigned char>(pair.GetByte2())));
+}
+
+} // namespace
+
+KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(const MultiByteString* input) {
+    unsigned count = 0;
+    return ConvertObservingBlockSize(count, 0, input);
+}
+
+KBase::ReturnPtrI<MultiByteString>
+ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, const MultiByteString* input) {
+    count = 0;
+    const std::size_t inputLength = input->Length();
+    if (inputLength == 0) {
+        return MakeMultiByteString(nullptr, 0);
+    }
+    const KBase::ReturnPtrI<CodePage> shiftJis = GetCodePageReference(SHIFT_JIS);
+    LeadBytes leadBytes(*shiftJis);
+
+    // At worst pairs and single bytes alternate, which makes nine bytes of three.
+    const std::size_t worst = 3 * inputLength + 2 * escapeLength + 2;
+    auto result = MultiByteStringImpl::CreateForWriting(
+        blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst);
+    Block block(result->WritingPlace(), blockSize);
+    const char* const bytes = input->Get();
+    bool inJIS = false;
+    for (std::size_t i = 0; i < inputLength;) {
+        if (leadBytes.Has(bytes[i])) {
+            // A lead byte that ends the text pairs with 00.
+            const char trail = i + 1 < inputLength ? bytes[i + 1] : '\0';
+            const MultiByteCharacter pair(static_cast<unsigned char>(bytes[i]),
+                                          static_cast<unsigned char>(trail));
+            const MultiByteCharacter jis = ConvertShiftJISToJISCharSeq(pair);
+            if (!jis.IsValid()) {
+                ThrowNoJISCode(pair);
+            }
+            // With room for the escape sequence that closes the run, and for the one that opens it.
+            if (!block.Holds(inJIS ? 2 + escapeLength : escapeLength + 2 + escapeLength)) {
+                break;
+            }
+            if (!inJIS) {
+                block.Append(toJIS, escapeLength);
+                inJIS = true;
+            }
+            const char code[2] = {jis.GetByte1(), jis.GetByte2()};
+            block.Append(code, sizeof code);
+            i += 2;
+        } else {
+            if (inJIS) {
+                block.Append(toASCII, escapeLength); // room was kept for it
+                inJIS = false;
+            }
+            if (!block.Holds(1)) {
+                break;
+            }
+            block.Append(bytes + i, 1);
+            i += 1;
+        }
+        ++count;
+    }
+    if (inJIS) {
+        block.Append(toASCII, escapeLength);
+    }
+    result->Finish(block.Length());
+    return result;
+}
+
+MultiByteCharacter ShiftJisToJis::ConvertShiftJISToJISCharSeq(MultiByteCharacter sjis) const {
+    if (const std::uint16_t code = codes[sjis.GetMBChar()]; code != 0) {
+        return MultiByteCharacter(code, 0, 0);
+    }
+    const auto found = map.find(sjis.GetMBChar());
+    return found != map.end() ? found->second : MultiByteCharacter();
+}
+
+bool ShiftJisToJis::IsLeadingByte(char c) const {
+    return firstBytes.test(static_cast<unsigned char>(c));
+}
+
+unsigned ShiftJisToJis::GetNumberOfBytesInThisCharacter(const char* p) const {
+    return IsLeadingByte(*p) ? 2 : 1;
+}
+
+bool ShiftJisToJis::IsEscapeSequence(const char* p) const {
+    return std::strncmp(p, toJIS, escapeLength) == 0 || std::strncmp(p, toASCII, escapeLength) == 0;
+}
+
+unsigned ShiftJisToJis::GetNumberOfBytesInThisEscapeSequence(const char* p) const {
+    return IsEscapeSequence(p) ? escapeLength : 0;
+}
+
+} // namespace KCodePage

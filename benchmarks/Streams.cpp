@@ -1,0 +1,104 @@
+// TextDecoder and TextEncoder in chunks of 64 KiB into one buffer that is used again, beside the same text in
+// one call into a fresh string.
+
+#include "CodePage/CodePageRegistry.h"
+#include "CodePage/TextDecoder.h"
+#include "CodePage/TextEncoder.h"
+#include "Groups.h"
+#include "Peers.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Benchmarks {
+
+using KCodePage::CodePage;
+
+namespace {
+
+constexpr std::size_t chunkBytes = 64 * 1024;
+
+// Converts `text` chunk by chunk; `buffer` has room for what one chunk gives.
+template <class Converter, class In, class Out>
+void Convert(Converter& converter, std::span<const In> text, std::vector<Out>& buffer) {
+    constexpr std::size_t chunk = chunkBytes / sizeof(In);
+    while (!text.empty()) {
+        const auto piece = text.first(std::min(chunk, text.size()));
+        text = text.subspan(piece.size());
+        const auto result = converter.Convert(piece, std::span<Out>(buffer), text.empty());
+        if (result.stop != KCodePage::TextStop::InputUsedUp) {
+            throw std::runtime_error("the stream stopped early");
+        }
+        benchmark::DoNotOptimize(buffer.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+template <class View, class Out, class ConvertPiece>
+void ConvertWithIcu(View text, std::vector<Out>& buffer, ConvertPiece convertPiece) {
+    constexpr std::size_t chunk = chunkBytes / sizeof(typename View::value_type);
+    while (!text.empty()) {
+        View piece = text.substr(0, chunk);
+        text.remove_prefix(piece.size());
+        std::size_t size = 0;
+        if (convertPiece(piece, std::span<Out>(buffer), size, text.empty())) {
+            throw std::runtime_error("the stream stopped early");
+        }
+        benchmark::DoNotOptimize(buffer.data());
+        benchmark::ClobberMemory();
+    }
+}
+
+void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
+                  const std::string& bytes, const KBase::WideString& units) {
+    Register("stream-decode/" + name + "/whole", bytes.size(), 1, [number, &bytes] {
+        return [page = KCodePage::GetCodePageReference(number), &bytes] {
+            benchmark::DoNotOptimize(page->ConvertToUnicode(bytes.data(), Length(bytes.size()),
+                                                            CodePage::THROW_INVALID_CHARACTER));
+        };
+    });
+    Register("stream-decode/" + name + "/kcodepage", bytes.size(), 1, [number, &bytes] {
+        return [decoder = KCodePage::TextDecoder(number), &bytes,
+                buffer = std::vector<KBase::wchar16>(chunkBytes + 16)]() mutable {
+            Convert(decoder, std::span<const char>(bytes), buffer);
+        };
+    });
+    Register("stream-decode/" + name + "/icu", bytes.size(), 1, [charset, &bytes] {
+        return [icu = IcuConverter(charset), &bytes,
+                buffer = std::vector<KBase::wchar16>(chunkBytes + 16)]() mutable {
+            ConvertWithIcu(std::string_view(bytes), buffer, [&icu](auto&&... piece) {
+                return icu.DecodePiece(std::forward<decltype(piece)>(piece)...);
+            });
+        };
+    });
+    Register("stream-encode/" + name + "/whole", BytesIn(units), 1, [number, &units] {
+        return [page = KCodePage::GetCodePageReference(number), &units] {
+            benchmark::DoNotOptimize(page->ConvertToMultiByte(units.data(), Length(units.size()),
+                                                              CodePage::THROW_INVALID_CHARACTER));
+        };
+    });
+    Register("stream-encode/" + name + "/kcodepage", BytesIn(units), 1, [number, &units] {
+        return [encoder = KCodePage::TextEncoder(number), &units,
+                buffer = std::vector<char>(2 * chunkBytes)]() mutable {
+            Convert(encoder, std::span<const KBase::wchar16>(units), buffer);
+        };
+    });
+    Register("stream-encode/" + name + "/icu", BytesIn(units), 1, [charset, &units] {
+        return [icu = IcuConverter(charset), &units, buffer = std::vector<char>(2 * chunkBytes)]() mutable {
+            ConvertWithIcu(KBase::WideView(units), buffer, [&icu](auto&&... piece) {
+                return icu.EncodePiece(std::forward<decltype(piece)>(piece)...);
+            });
+        };
+    });
+}
+
+} // namespace
+
+void RegisterStreams(const std::vector<Text>& texts) {
+    for (const Text& text : texts) {
+        RegisterPage(text.name, text.page->number, text.page->icu, text.bytes, text.units);
+        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.utf8, text.units);
+    }
+}
+
+} // namespace Benchmarks
