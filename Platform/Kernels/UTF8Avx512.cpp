@@ -277,27 +277,35 @@ std::uint32_t FindStops(__m512i units, std::uint32_t taken) noexcept {
     return (trailing & ~(leading << 1)) | (leading & ~(trailing >> 1));
 }
 
-// How many of the first `count` units fit into `room` bytes. No pair is split.
-unsigned FitInto(std::size_t room, __m512i units, unsigned count) noexcept {
-    const std::uint32_t beyondASCII = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x80)));
-    const std::uint32_t threeBytes = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x800)));
-    const __m512i kinds = _mm512_and_si512(units, EachUnit512(0xFC00));
-    const std::uint32_t leading = InRegister(_mm512_cmpeq_epi16_mask(kinds, EachUnit512(0xD800)));
-    const std::uint32_t withFirst = threeBytes & ~(leading | leading << 1);
-    const auto fits = [&](unsigned some) {
-        return some + CountOf(_bzhi_u32(beyondASCII, some)) + CountOf(_bzhi_u32(withFirst, some)) <= room;
-    };
-    if (fits(count)) {
-        return count;
+// How many bytes the first `count` units become; half a pair becomes two.
+struct EncodedSizes {
+    std::uint32_t beyondASCII;
+    std::uint32_t withFirst; // three bytes
+    std::uint32_t leading;
+
+    explicit EncodedSizes(__m512i units) noexcept
+        : beyondASCII(InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x80)))),
+          withFirst(InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x800)))),
+          leading(InRegister(
+              _mm512_cmpeq_epi16_mask(_mm512_and_si512(units, EachUnit512(0xFC00)), EachUnit512(0xD800)))) {
+        withFirst &= ~(leading | leading << 1);
     }
-    unsigned fitting = 0;
-    for (unsigned step = 16; step != 0; step /= 2) {
-        if (fitting + step < count && fits(fitting + step)) {
-            fitting += step;
+
+    std::size_t Of(unsigned count) const noexcept {
+        return count + CountOf(_bzhi_u32(beyondASCII, count)) + CountOf(_bzhi_u32(withFirst, count));
+    }
+
+    // How many of fewer than `count` units fit into `room` bytes, without splitting a pair. By halves, and
+    // without branches, which would be guessed wrongly.
+    unsigned FitInto(std::size_t room, unsigned count) const noexcept {
+        unsigned fitting = 0;
+        for (unsigned step = 16; step != 0; step /= 2) {
+            const unsigned more = fitting + step;
+            fitting += (unsigned{more < count} & unsigned{Of(more) <= room}) * step;
         }
+        return fitting != 0 ? fitting - (leading >> (fitting - 1) & 1) : 0;
     }
-    return fitting != 0 && (leading >> (fitting - 1) & 1) != 0 ? fitting - 1 : fitting;
-}
+};
 
 template <bool singly>
 Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
@@ -313,14 +321,20 @@ Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output
             out += EncodeUnits(units, 0xFFFFFFFFu, output + out, capacity - out);
             in += 32;
         }
-        const auto left = static_cast<unsigned>(Smaller(32, length - in));
-        const __m512i units = _mm512_maskz_loadu_epi16(FirstOf32(left), input + in);
-        const std::uint32_t stops = FindStops<singly>(units, FirstOf32(left));
-        const unsigned count = FitInto(capacity - out, units, stops == 0 ? left : _tzcnt_u32(stops));
+        const std::size_t room = capacity - out;
+        auto count = static_cast<unsigned>(Smaller(32, length - in));
+        const std::uint32_t taken = FirstOf32(count);
+        const __m512i units = _mm512_maskz_loadu_epi16(taken, input + in);
+        if (const std::uint32_t stops = FindStops<singly>(units, taken)) {
+            count = _tzcnt_u32(stops);
+        }
+        if (const EncodedSizes sizes(units); sizes.Of(count) > room) {
+            count = sizes.FitInto(room, count);
+        }
         if (count == 0) {
             return {in, out};
         }
-        out += EncodeUnits(units, FirstOf32(count), output + out, capacity - out);
+        out += EncodeUnits(units, FirstOf32(count), output + out, room);
         in += count;
     }
 }
