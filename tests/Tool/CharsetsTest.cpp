@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -43,6 +44,16 @@ TEST(Iso2022Jp, WhatSevenBitJisDoesNotHaveIsRefusedWithItsPlace) {
            "kcodepage: standard input: line 2, byte offset 5: U+2170 (bytes FA 40) has no counterpart in "
            "iso-2022-jp; --substitute puts ? in its place\n");
     EXPECT_EQ(Convert("utf-8", "iso-2022-jp", "\x1B$B").status, 1); // it would open two-byte mode
+}
+
+TEST(Iso2022Jp, IsWrittenWholeAsFarAsItGoesToo) {
+    // Where the input fails, behind a two-byte character.
+    for (const auto& [from, text] : {std::pair("utf-8", "\u3042\xFF"), std::pair("euc-jp", "\xA4\xA2\xFF"),
+                                     std::pair("shift_jis", "\x82\xA0\x82")}) {
+        const Outcome outcome = Convert(from, "iso-2022-jp", text);
+        EXPECT_EQ(outcome.status, 1) << from;
+        EXPECT_EQ(outcome.output, "\x1B$B$\"\x1B(B") << from;
+    }
 }
 
 TEST(Iso2022Jp, SubstitutesInOneByteMode) {
