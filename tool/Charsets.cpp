@@ -39,18 +39,32 @@ constexpr Alias aliases[] = {
     {"windows-1254", ISO_8859_9},
     {"cp1254", ISO_8859_9},
     {"cp932", SHIFT_JIS},
+    {"windows-932", SHIFT_JIS},
+    {"ms932", SHIFT_JIS},
     {"windows-31j", SHIFT_JIS},
+    {"cswindows31j", SHIFT_JIS},
     {"sjis", SHIFT_JIS},
+    {"x-sjis", SHIFT_JIS},
+    {"ms_kanji", SHIFT_JIS},
+    {"csshiftjis", SHIFT_JIS},
     {"ks_c_5601-1987", EUC_KR},
     {"uhc", EUC_KR},
     {"cp949", EUC_KR},
+    {"windows-949", EUC_KR},
+    {"ms949", EUC_KR},
     {"koi8r", KOI8_R},
     {"cp20866", KOI8_R},
+    {"windows-20866", KOI8_R},
     {"gbk", GB2312},
     {"cp936", GB2312},
+    {"windows-936", GB2312},
+    {"ms936", GB2312},
     {"cp950", BIG5},
+    {"windows-950", BIG5},
+    {"ms950", BIG5},
     {"tis-620", WINDOWS_874},
     {"cp874", WINDOWS_874},
+    {"ms874", WINDOWS_874},
 };
 
 struct UnicodeForm {
@@ -216,10 +230,11 @@ Charset FindCharset(std::string_view name) {
 Charset FindSource(std::string_view name) {
     std::optional<Charset> known = Known(name);
     if (!known && IsKnownToICU(std::string(name))) {
-        return {Printable(name), Charset::Form::ICU};
+        return {std::string(name), Charset::Form::ICU};
     }
     if (!known) {
-        ThrowUnknown(name);
+        throw UsageFailure("the character set " + Quoted(name) +
+                           " is known neither here nor to ICU; 'kcodepage list' shows those known here");
     }
     if (!known->Decodes()) {
         ThrowRefused(*known, "--from");

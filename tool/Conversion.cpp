@@ -77,8 +77,10 @@ void Conversion::Convert(Input& input, Output& output) {
 }
 
 void Conversion::Take(const Piece& piece, const TextResult& result, bool end, Output& output) {
-    Encode(piece, end && result.stop == TextStop::InputUsedUp, output);
-    if (result.stop == TextStop::Failure) {
+    // What comes before a failure stands as a text, so that no two-byte mode is left open.
+    const bool failed = result.stop == TextStop::Failure;
+    Encode(piece, failed || (end && result.stop == TextStop::InputUsedUp), output);
+    if (failed) {
         throw Failure(Describe(Decoded(piece, result.failure), from, to));
     }
     CountDecoded(piece);

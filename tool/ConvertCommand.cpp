@@ -60,8 +60,9 @@ Charset Source(const Options& options) {
         return charset;
     }
     if (charset.standard.empty()) {
-        throw UsageFailure("--standard is for the iso-8859 names that stand for a Windows code page; " +
-                           charset.name + " is converted by one mapping only");
+        throw UsageFailure("--standard is for the names in --from that promise a standard and stand for a "
+                           "Windows code page (iso-8859-1, -2, -4, -6, -7, -9); " +
+                           Quoted(options.from) + " is none of them: leave --standard out");
     }
     return StandardOf(charset);
 }

@@ -10,12 +10,19 @@ std::string Place(const Loss& loss) {
     return loss.file + ": line " + std::to_string(loss.line) + ", byte offset " + std::to_string(loss.offset);
 }
 
+// A few of ICU's charsets fail without telling the bytes.
 std::string Bytes(const Loss& loss) {
+    if (loss.bytes.empty()) {
+        return "bytes unknown";
+    }
     return (loss.bytes.size() == 1 ? "byte " : "bytes ") + Hexadecimal(loss.bytes);
 }
 
 // "the bytes 85 40 are", "the byte FF is"
 std::string BytesAre(const Loss& loss) {
+    if (loss.bytes.empty()) {
+        return "something there, or just before, is ";
+    }
     return "the " + Bytes(loss) + (loss.bytes.size() == 1 ? " is " : " are ");
 }
 

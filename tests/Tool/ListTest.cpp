@@ -36,10 +36,12 @@ TEST(ListTest, ShowsEachCharacterSetWithItsNumberNameAndWindowsNumber) {
 
 TEST(ListTest, TellsBytesDirectionsAndAliases) {
     const std::string table = RunCommand({"list"}).output;
-    for (const char* row : {"    11 shift_jis          932   1-2 yes     yes     cp932, windows-31j, sjis\n",
-                            "    12 iso-2022-jp        932   1-2 yes     yes\n",
-                            "    20 utf-8            65001   1-4 yes     yes\n",
-                            "    21 unicode-1-1      65535     - no      no\n"}) {
+    for (const char* row :
+         {"    11 shift_jis          932   1-2 yes     yes     cp932, windows-932, ms932, windows-31j, "
+          "cswindows31j, sjis, x-sjis, ms_kanji, csshiftjis\n",
+          "    12 iso-2022-jp        932   1-2 yes     yes\n",
+          "    20 utf-8            65001   1-4 yes     yes\n",
+          "    21 unicode-1-1      65535     - no      no\n"}) {
         EXPECT_NE(table.find(row), std::string::npos) << row << table;
     }
 }
@@ -51,7 +53,8 @@ TEST(ListTest, TellsTheSameAsJson) {
     ASSERT_EQ(list.size(), 17u);
     EXPECT_EQ(list[8], nlohmann::json::parse(R"({"number": 11, "name": "shift_jis", "windows": 932,
         "minimumBytes": 1, "maximumBytes": 2, "decodes": true, "encodes": true,
-        "aliases": ["cp932", "windows-31j", "sjis"]})"));
+        "aliases": ["cp932", "windows-932", "ms932", "windows-31j", "cswindows31j", "sjis", "x-sjis",
+                    "ms_kanji", "csshiftjis"]})"));
     EXPECT_EQ(list[16], nlohmann::json::parse(R"({"number": 21, "name": "unicode-1-1", "windows": 65535,
         "minimumBytes": null, "maximumBytes": null, "decodes": false, "encodes": false, "aliases": []})"));
 }

@@ -194,6 +194,20 @@ TEST(LossTest, Utf16HasOneMarkInFrontOfAllFilesAndTheMarkDecidesEachFilesOrder) 
 TEST(LossTest, EveryAliasIsItsCharacterSet) {
     const std::vector<std::pair<const char*, const char*>> aliases = {{"cp932", "shift_jis"},
                                                                       {"windows-31j", "shift_jis"},
+                                                                      {"windows-932", "shift_jis"},
+                                                                      {"ms932", "shift_jis"},
+                                                                      {"csWindows31J", "shift_jis"},
+                                                                      {"x-sjis", "shift_jis"},
+                                                                      {"MS_Kanji", "shift_jis"},
+                                                                      {"csShiftJIS", "shift_jis"},
+                                                                      {"windows-949", "euc-kr"},
+                                                                      {"ms949", "euc-kr"},
+                                                                      {"windows-936", "gb2312"},
+                                                                      {"ms936", "gb2312"},
+                                                                      {"windows-950", "big5"},
+                                                                      {"ms950", "big5"},
+                                                                      {"ms874", "windows-874"},
+                                                                      {"windows-20866", "koi8-r"},
                                                                       {"sjis", "shift_jis"},
                                                                       {"ks_c_5601-1987", "euc-kr"},
                                                                       {"uhc", "euc-kr"},
@@ -222,6 +236,7 @@ TEST(LossTest, EveryAliasIsItsCharacterSet) {
         const Outcome outcome = decode(alias);
         EXPECT_EQ(outcome.status, 0) << alias;
         EXPECT_EQ(outcome.output, decode(name).output) << alias;
+        EXPECT_EQ(RunCommand({"convert", "--from", "utf-8", "--to", alias}, "a").output, "a") << alias;
     }
     for (const char* unknown : {"no-such-set", "windows-1259", "", "utf-9", "sjis2"}) {
         EXPECT_EQ(RunCommand({"convert", "--from", unknown, "--to", "utf-8"}, "a").status, 2) << unknown;
@@ -245,8 +260,8 @@ TEST(LossTest, MessagesShowNoControlBytes) {
     const Outcome outcome =
         RunCommand({"convert", "--from", "a\x1B[31m\nb\xC2\x9B\xFF\xC3\xA9", "--to", "utf-8"});
     EXPECT_EQ(outcome.errors,
-              "kcodepage: the character set 'a\\x1B[31m\\x0Ab\\xC2\\x9B\\xFF\xC3\xA9' is not known; "
-              "'kcodepage list' shows all\n");
+              "kcodepage: the character set 'a\\x1B[31m\\x0Ab\\xC2\\x9B\\xFF\xC3\xA9' is known "
+              "neither here nor to ICU; 'kcodepage list' shows those known here\n");
     EXPECT_EQ(RunCommand({"convert", "--from", "utf-8", "--to", "utf-8", "no\nsuch\x7F"}).errors,
               "kcodepage: cannot open 'no\\x0Asuch\\x7F': No such file or directory\n");
     const Outcome option = RunCommand({"--x\x1B\n"});
