@@ -34,12 +34,35 @@ std::uint64_t CountLineFeeds(std::span<const wchar16> units) {
 Conversion::Conversion(Charset source, Charset target, const Policy& textPolicy)
     : from(std::move(source)),
       to(std::move(target)),
+      asked(textPolicy),
       policy(PolicyFor(from, to, textPolicy)),
       encoder(MakeEncoder(to, PolicyFor(to, to, textPolicy))),
       decoder(MakeDecoder(from, policy)), // made anew for each text; here so that a refusal comes first
       bytes(longestCharacter + chunkSize),
       units(longestCharacter + chunkSize),
       encoded(chunkSize) {}
+
+void Conversion::ReadFrom(const Charset& charset) {
+    if (charset.name == from.name) {
+        return;
+    }
+    for (std::string& line : tally.Lines(Side::Decoding, from, to)) {
+        earlier.push_back(std::move(line));
+    }
+    tally.Forget(Side::Decoding);
+    from = charset;
+    policy = PolicyFor(from, to, asked);
+}
+
+std::vector<std::string> Conversion::Substitutions() const {
+    std::vector<std::string> lines = earlier;
+    for (const Side side : {Side::Decoding, Side::Encoding}) {
+        for (std::string& line : tally.Lines(side, from, to)) {
+            lines.push_back(std::move(line));
+        }
+    }
+    return lines;
+}
 
 void Conversion::Convert(Input& input, Output& output) {
     decoder = MakeDecoder(from, policy);

@@ -24,12 +24,15 @@ public:
     // Requires: FindSource gave `from`, FindTarget `to`.
     Conversion(Charset from, Charset to, const Policy& policy);
 
+    // From now on converts texts in `charset`, which FindSource gave.
+    void ReadFrom(const Charset& charset);
+
     // Converts one text, from its start to its end. Throws Failure at the first character without an exact
     // counterpart, when all before it has been written.
     void Convert(Input& input, Output& output);
 
-    // What was substituted so far.
-    const LossTally& Tally() const noexcept { return tally; }
+    // What was substituted so far, one line for each character set and kind.
+    std::vector<std::string> Substitutions() const;
 
 private:
     // A stretch of the text that begins and ends between two characters, and what it decodes to.
@@ -48,10 +51,12 @@ private:
 
     Charset from;
     Charset to;
+    Policy asked;
     KCodePage::TextPolicy policy;
     std::unique_ptr<Encoder> encoder;
     std::uint64_t unitsBefore = 0; // the piece, of all texts
     LossTally tally;
+    std::vector<std::string> earlier; // what was substituted in texts of other character sets
 
     // Of the text that is being converted.
     std::unique_ptr<Decoder> decoder;

@@ -3,6 +3,7 @@
 #include "CodePage/CodePageRegistry.h"
 #include "Commands.h"
 #include "Conversion.h"
+#include "Detection.h"
 #include "Failure.h"
 #include "KBase/Message.h"
 #include "LibraryPath.h"
@@ -16,6 +17,8 @@
 namespace {
 
 using KBase::operator""_w;
+
+constexpr const char* automatic = "auto";
 
 struct Options {
     std::string from;
@@ -49,13 +52,27 @@ void SetTables(const Options& options, const Charset& from, const Charset& to) {
     }
 }
 
+// What `input` is in, which is told. Throws Failure where nothing is convincing.
+Charset Detected(Input& input) {
+    KCodePage::SetBasePath(u"UseWindowsAPI"_w); // the texts do not tell which tables are to convert them
+    const Detection detection = DetectAhead(input);
+    if (!detection.convincing) {
+        throw Failure(input.Name() + ": no character set is convincing; name one in --from; " +
+                      detection.Doubt());
+    }
+    const Candidate& found = detection.candidates.front();
+    Report(input.Name() + ": detected " + found.charset + " (" + found.Sureness() + ")");
+    return FindSource(found.source.empty() ? found.charset : found.source);
+}
+
 void Convert(const Options& options) {
-    const Charset from = FindSource(options.from);
+    const bool detects = options.from == automatic;
     const Charset to = FindTarget(options.to);
+    const Charset from = FindSource(detects ? "utf-8" : options.from); // until the first text is detected
     SetTables(options, from, to);
     Conversion conversion(from, to, options.policy);
     const auto reportSubstitutions = [&] {
-        for (const std::string& line : conversion.Tally().Lines(from, to)) {
+        for (const std::string& line : conversion.Substitutions()) {
             Report(line);
         }
     };
@@ -65,6 +82,11 @@ void Convert(const Options& options) {
         for (const std::string& file : options.inputs.empty() ? standardInput : options.inputs) {
             Input input(file);
             output.RequireApartFrom(input);
+            if (detects) {
+                const Charset found = Detected(input);
+                SetTables(options, found, to);
+                conversion.ReadFrom(found);
+            }
             conversion.Convert(input, output);
         }
         output.Commit();
@@ -82,6 +104,8 @@ constexpr const char* notes =
     "utf-16be or utf-16. From utf-16 the byte order mark tells the order, without\n"
     "one it is little-endian; to utf-16 is little-endian with a mark. us-ascii is\n"
     "7-bit. In all others a mark is text and is kept.\n"
+    "--from auto detects the character set of each FILE, tells it on standard error, and\n"
+    "stops where nothing is convincing ('kcodepage detect' tells more).\n"
     "\n"
     "The first character without an exact counterpart stops the conversion; the\n"
     "message names its file, line, byte offset and bytes. Each FILE is a text of its\n"
