@@ -41,8 +41,8 @@ public:
     explicit TextDecoder(CODE_PAGE codePage, const TextPolicy& policy = {});
 
     // Takes the charset from ICU: `charset` is one of ICU's names or aliases, and what is a character of it
-    // is ICU's affair. Failures are CutOff at the end of the text, and Undefined. Throws UserErrorException
-    // for a name that is null, empty or unknown; std::bad_alloc.
+    // is ICU's affair. Failures are Undefined, and CutOff at the end of the text. Throws UserErrorException
+    // for a name that is null, empty or unknown, and for X11's compound text; std::bad_alloc.
     explicit TextDecoder(const char* charset, const TextPolicy& policy = {});
 
     // A copy goes on from the same place, on its own. Tables are shared, so that it costs little. Throws

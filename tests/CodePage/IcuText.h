@@ -102,6 +102,20 @@ inline Report DecodeReporting(const char* charset, std::string_view bytes) {
     return context.report;
 }
 
+inline bool IsHz(const char* charset) {
+    return ucnv_getType(Open(charset).get()) == UCNV_HZ;
+}
+
+inline bool IsCompoundText(const char* charset) {
+    return ucnv_getType(Open(charset).get()) == UCNV_COMPOUND_TEXT;
+}
+
+// ICU says nothing of a byte that the end of HZ cuts off. A blank after it is a failure.
+inline bool DropsTheEnd(const char* charset, std::string_view bytes) {
+    return IsHz(charset) && DecodeReporting(charset, std::string(bytes) + ' ').failures.size() !=
+                                DecodeReporting(charset, bytes).failures.size();
+}
+
 // Well-formed UTF-16 in `charset`, with ICU's substitution for what it does not have.
 inline std::string Encode(const char* charset, KBase::WideView units) {
     const Converter converter = Open(charset);

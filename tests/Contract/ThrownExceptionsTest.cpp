@@ -2,6 +2,8 @@
 
 #include "CodePage/CodePageImpl.h"
 #include "CodePage/CodePageRegistry.h"
+#include "CodePage/EncodingConverter.h"
+#include "CodePage/EncodingDetector.h"
 #include "CodePage/Exceptions.h"
 #include "CodePage/Initializer.h"
 #include "KBase/UTF8Routines.h"
@@ -59,6 +61,14 @@ void ThrowMessageFromARoutine() {
     KBase::UTF8ToWideChar("\xFF", false);
 }
 
+void ThrowDetectException() {
+    CreateEncodingDetector()->Detect("x", 1);
+}
+
+void ThrowStreamConversionException() {
+    CreateMemoryEncodingConverter(nullptr, nullptr, "utf-8")->ConvertAll();
+}
+
 class ThrownExceptionsTest : public testing::Test {
 protected:
     ThrownExceptionsTest() { SetBasePath(u"UseWindowsAPI"_w); }
@@ -99,6 +109,22 @@ TEST_F(ThrownExceptionsTest, AMessageIsCaughtByEachOfItsClasses) {
         EXPECT_TRUE(CaughtAs<KBase::Message>(call));
         EXPECT_TRUE(CaughtAs<std::exception>(call));
         EXPECT_FALSE(CaughtAs<CodePageConversionException>(call));
+    }
+}
+
+TEST_F(ThrownExceptionsTest, FailuresOfDetectionAndOfStreamConvertersAreThrownAsThemselves) {
+    EXPECT_TRUE(CaughtAs<EncodingDetectException>(ThrowDetectException));
+    EXPECT_TRUE(CaughtAs<KBase::Message>(ThrowDetectException));
+    EXPECT_FALSE(CaughtAs<EncodingConversionException>(ThrowDetectException));
+    EXPECT_FALSE(CaughtAs<CodePageConversionException>(ThrowDetectException));
+    EXPECT_TRUE(CaughtAs<EncodingConversionException>(ThrowStreamConversionException));
+    EXPECT_TRUE(CaughtAs<KBase::Message>(ThrowStreamConversionException));
+    EXPECT_FALSE(CaughtAs<EncodingDetectException>(ThrowStreamConversionException));
+    EXPECT_FALSE(CaughtAs<CodePageConversionException>(ThrowStreamConversionException));
+    try {
+        ThrowStreamConversionException();
+    } catch (const std::exception& caught) {
+        EXPECT_EQ(typeid(caught), typeid(EncodingConversionException));
     }
 }
 

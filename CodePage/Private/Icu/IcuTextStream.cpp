@@ -20,12 +20,6 @@ constexpr std::size_t mostPerCall = std::size_t{1} << 29;
 
 constexpr unsigned longestFailure = 32; // bytes; ICU has 8 at most
 
-void CheckMemory(UErrorCode error) {
-    if (error == U_MEMORY_ALLOCATION_ERROR) {
-        throw std::bad_alloc();
-    }
-}
-
 // Bytes of a code unit.
 unsigned UnitSize(const UConverter* converter) noexcept {
     switch (ucnv_getType(converter)) {
@@ -54,57 +48,42 @@ bool FailsAtABlank(UConverter* converter) noexcept {
     return U_FAILURE(error);
 }
 
-} // namespace
-
-void IcuTextStream::Closer::operator()(UConverter* converter) const noexcept {
-    ucnv_close(converter);
-}
-
-IcuTextStream::Converter IcuTextStream::Open(const char* charset) {
+IcuConverter Open(const char* charset) {
     const std::string_view name = charset != nullptr ? charset : "";
     UErrorCode error = U_ZERO_ERROR;
-    Converter converter;
-    if (!name.empty()) {
-        converter.reset(ucnv_open(charset, &error));
-        CheckMemory(error);
+    IcuConverter opened(name.empty() ? nullptr : ucnv_open(charset, &error));
+    if (error == U_MEMORY_ALLOCATION_ERROR) {
+        throw std::bad_alloc();
     }
-    // ICU copies a converter of this one in such a way that both free the same memory.
-    if (converter && ucnv_getType(converter.get()) == UCNV_COMPOUND_TEXT) {
-        converter.reset();
-    }
-    if (!converter) {
+    // A copy of a converter of compound text frees the same memory as the original.
+    if (opened.Get() == nullptr || ucnv_getType(opened.Get()) == UCNV_COMPOUND_TEXT) {
         Throw<UserErrorException>(KBase::WideStream() << "The character set is not supported: " << name);
     }
     error = U_ZERO_ERROR;
-    ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
-    return converter;
+    ucnv_setToUCallBack(opened.Get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &error);
+    return opened;
 }
 
-IcuTextStream::IcuTextStream(const char* charset, const TextPolicy& policy)
-    : converter(Open(charset)),
-      unitSize(UnitSize(converter.get())),
-      isHz(ucnv_getType(converter.get()) == UCNV_HZ),
-      substitute(policy.substitute),
-      substitution(policy.decoded) {}
+} // namespace
 
-IcuTextStream::IcuTextStream(const IcuTextStream& other)
-    : unitSize(other.unitSize),
-      isHz(other.isHz),
-      substitute(other.substitute),
-      substitution(other.substitution),
-      unfinished(other.unfinished),
-      substitutionIsDue(other.substitutionIsDue),
-      failed(other.failed),
-      failure(other.failure),
-      substitutions(other.substitutions),
-      taken(other.taken),
-      textStart(other.textStart) {
+void IcuConverter::Closer::operator()(UConverter* owned) const noexcept {
+    ucnv_close(owned);
+}
+
+IcuConverter::IcuConverter(const IcuConverter& other) {
     UErrorCode error = U_ZERO_ERROR;
-    converter.reset(ucnv_clone(other.converter.get(), &error));
+    converter.reset(ucnv_clone(other.Get(), &error));
     if (!converter) {
         throw std::bad_alloc();
     }
 }
+
+IcuTextStream::IcuTextStream(const char* charset, const TextPolicy& policy)
+    : converter(Open(charset)),
+      unitSize(UnitSize(converter.Get())),
+      isHz(ucnv_getType(converter.Get()) == UCNV_HZ),
+      substitute(policy.substitute),
+      substitution(policy.decoded) {}
 
 TextResult IcuTextStream::Convert(std::span<const char> input, std::span<wchar16> output, bool end) {
     TextResult result;
@@ -132,7 +111,7 @@ TextResult IcuTextStream::Convert(std::span<const char> input, std::span<wchar16
         const char* source = rest.data();
         wchar16* unit = room.data();
         UErrorCode error = U_ZERO_ERROR;
-        ucnv_toUnicode(converter.get(), &unit, unit + std::min(room.size(), mostPerCall), &source,
+        ucnv_toUnicode(converter.Get(), &unit, unit + std::min(room.size(), mostPerCall), &source,
                        source + length, nullptr, static_cast<UBool>(end && length == rest.size() && !isHz),
                        &error);
         const auto consumed = static_cast<std::size_t>(source - rest.data());
@@ -159,11 +138,11 @@ bool IcuTextStream::EndFails() {
     if (!isHz) {
         return false;
     }
-    if (FailsAtABlank(converter.get())) {
+    if (FailsAtABlank(converter.Get())) {
         Fail(TextFailureKind::CutOff, 1, true);
         return true;
     }
-    ucnv_resetToUnicode(converter.get());
+    ucnv_resetToUnicode(converter.Get());
     return false;
 }
 
@@ -171,7 +150,7 @@ bool IcuTextStream::EndFails() {
 // it will look at again. What it does not tell of in UTF-16 and UTF-32 is a part of a code unit.
 std::uint64_t IcuTextStream::Boundary() const noexcept {
     UErrorCode error = U_ZERO_ERROR;
-    const std::int32_t held = ucnv_toUCountPending(converter.get(), &error);
+    const std::int32_t held = ucnv_toUCountPending(converter.Get(), &error);
     const std::uint64_t done = taken - static_cast<std::uint64_t>(std::max<std::int32_t>(held, 0));
     return done - (done - textStart) % unitSize;
 }
@@ -182,8 +161,8 @@ std::uint64_t IcuTextStream::Position() const noexcept {
     }
     if (isHz) {
         UErrorCode error = U_ZERO_ERROR;
-        const Converter copy(ucnv_clone(converter.get(), &error));
-        if (copy && FailsAtABlank(copy.get())) {
+        const IcuConverter copy(ucnv_clone(converter.Get(), &error));
+        if (copy.Get() != nullptr && FailsAtABlank(copy.Get())) {
             return taken - 1;
         }
     }
@@ -195,7 +174,7 @@ void IcuTextStream::Fail(TextFailureKind kind, unsigned most, bool goesOn) {
     std::array<char, longestFailure> bytes{};
     auto length = static_cast<std::int8_t>(bytes.size());
     UErrorCode error = U_ZERO_ERROR;
-    ucnv_getInvalidChars(converter.get(), bytes.data(), &length, &error);
+    ucnv_getInvalidChars(converter.Get(), bytes.data(), &length, &error);
     TextFailure found;
     found.kind = kind;
     found.length = U_SUCCESS(error) ? std::min(static_cast<unsigned>(length), most) : 0;
@@ -205,7 +184,7 @@ void IcuTextStream::Fail(TextFailureKind kind, unsigned most, bool goesOn) {
                    found.units.begin(), [](char byte) { return static_cast<unsigned char>(byte); });
     if (kind == TextFailureKind::CutOff) {
         // The text is over. A charset whose end lacks no byte but a sign of its end would go on telling it.
-        ucnv_resetToUnicode(converter.get());
+        ucnv_resetToUnicode(converter.Get());
     }
     // At what has no bytes, and took none, ICU would stop again and again.
     if (!substitute || !(goesOn || found.length != 0 || kind == TextFailureKind::CutOff)) {

@@ -15,36 +15,43 @@ struct UConverter; // ICU's
 
 namespace KCodePage {
 
+// Owns a converter of ICU's. A copy goes on from the same place.
+class IcuConverter {
+public:
+    explicit IcuConverter(UConverter* owned = nullptr) noexcept : converter(owned) {}
+    IcuConverter(const IcuConverter& other); // throws std::bad_alloc
+    IcuConverter(IcuConverter&&) noexcept = default;
+    IcuConverter& operator=(IcuConverter&&) noexcept = default;
+    ~IcuConverter() = default;
+
+    UConverter* Get() const noexcept { return converter.get(); }
+
+private:
+    struct Closer {
+        void operator()(UConverter* owned) const noexcept;
+    };
+    std::unique_ptr<UConverter, Closer> converter;
+};
+
 class IcuTextStream {
 public:
-    // Throws UserErrorException for a name that ICU does not know, and for null and empty ones, which ICU
-    // would take for the system's own charset; std::bad_alloc.
+    // Throws UserErrorException for a name that ICU does not know, for null and empty ones, which ICU would
+    // take for the system's own charset, and for X11's compound text, whose converters ICU cannot copy;
+    // std::bad_alloc.
     IcuTextStream(const char* charset, const TextPolicy& policy);
-
-    // A copy goes on from the same place. Throws std::bad_alloc.
-    IcuTextStream(const IcuTextStream& other);
-    IcuTextStream(IcuTextStream&&) noexcept = default;
-    IcuTextStream& operator=(IcuTextStream&&) noexcept = default;
-    ~IcuTextStream() = default;
 
     TextResult Convert(std::span<const char> input, std::span<wchar16> output, bool end);
     std::uint64_t Position() const noexcept;
     const TextSubstitutions& Substitutions() const noexcept { return substitutions; }
 
 private:
-    struct Closer {
-        void operator()(UConverter* converter) const noexcept;
-    };
-    using Converter = std::unique_ptr<UConverter, Closer>;
-
-    static Converter Open(const char* charset);
     std::uint64_t Boundary() const noexcept;
     void Fail(TextFailureKind kind, unsigned most, bool goesOn);
     bool EndFails();
 
-    Converter converter;
+    IcuConverter converter;
     unsigned unitSize; // bytes of a code unit of the charset
-    bool isHz = false;
+    bool isHz;
     bool substitute;
     wchar16 substitution;
     bool unfinished = false;        // ICU may have more to give before it needs more input
