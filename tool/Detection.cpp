@@ -113,6 +113,7 @@ public:
 
 private:
     bool IsUtf8() const { return choices.empty() && validUtf8 && highBytes; }
+    void Restart();
     void Judge(bool end);
     void JudgeEscaped(bool end);
     void JudgeWide(bool end);
@@ -132,6 +133,7 @@ private:
     bool validUtf8 = true;
     std::string window;
     bool judged = false;
+    bool judgedSevenBit = false;
     std::vector<Judged> candidates;
 };
 
@@ -142,9 +144,16 @@ void Detector::Add(std::string_view bytes) {
         highBytes = firstHighByte < size;
     }
     validUtf8 = validUtf8 && utf8.Check(bytes, false);
-    if (judged) {
+    if (judged && judgedSevenBit && highBytes) {
+        Restart();
+    } else if (judged) {
         std::erase_if(candidates, [&](Judged& one) { return !one.reading.Check(bytes, false); });
         return;
+    } else if (window.size() >= windowSize) {
+        if (IsUtf8()) {
+            return;
+        }
+        Restart();
     }
     const std::size_t before = window.empty() ? 0 : window.size() - 1;
     window += bytes;
@@ -161,9 +170,14 @@ void Detector::Add(std::string_view bytes) {
         candidates.erase(candidates.begin() +
                              static_cast<std::ptrdiff_t>(std::min(candidates.size(), followed)),
                          candidates.end());
-    } else {
-        window.resize(windowSize);
     }
+}
+
+// The text is not what it was so far: what follows is judged instead.
+void Detector::Restart() {
+    judged = false;
+    candidates.clear();
+    window.clear();
 }
 
 void Detector::Take(Candidate candidate, Reading reading, std::optional<int> confidence) {
@@ -182,18 +196,19 @@ void Detector::Take(Candidate candidate, Reading reading, std::optional<int> con
 void Detector::JudgeEscaped(bool end) {
     const bool hasShifts = window.find_first_of("\x1B\x0E\x0F") != window.npos;
     for (const char* name : escapedCharsets) {
-        const bool isHz = std::string_view(name).starts_with("HZ");
+        const bool isHz = name == std::string_view("HZ-GB-2312");
+        const bool isJapanese = name == std::string_view("ISO-2022-JP");
         Reading reading{std::string(name)};
         if (isHz != hasShifts && reading.Read(window, end) && HasMoreThanAscii(reading)) {
-            Take({isHz || name[9] != 'J' ? name : "iso-2022-jp"}, std::move(reading),
-                 isHz ? 90 : nearlyCertain);
+            Take({isJapanese ? "iso-2022-jp" : name}, std::move(reading), isHz ? 90 : nearlyCertain);
         }
     }
     const bool isText = window.find('\0') == window.npos;
     Reading ascii(FindSource("us-ascii"));
     if (ascii.Read(window, end)) {
         const bool told = !candidates.empty();
-        const int alone = !hasShifts ? Candidate::certain : HasTerminalSequencesOnly(window) ? 90 : 50;
+        const int best = end ? Candidate::certain : nearlyCertain;
+        const int alone = !hasShifts ? best : HasTerminalSequencesOnly(window) ? 90 : 50;
         Take({"us-ascii"}, std::move(ascii), told ? 1 : std::min(alone, isText ? alone : 50));
     }
 }
@@ -285,6 +300,7 @@ void Detector::JudgeChoices(bool end) {
 
 void Detector::Judge(bool end) {
     judged = true;
+    judgedSevenBit = !highBytes;
     if (!choices.empty()) {
         JudgeChoices(end);
     } else if (!highBytes && window.find('\0') == window.npos) {

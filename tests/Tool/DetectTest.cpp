@@ -260,6 +260,15 @@ TEST(DetectTest, UTF8IsHeldToToItsEnd) {
     }
 }
 
+TEST(DetectTest, WhatLooksLikeHzOrUTF8AtFirstMayBeAnotherText) {
+    const std::string plain = Repeated("cd ~{user}\n", 2 * windowSize);
+    EXPECT_EQ(Best(plain).at("charset"), "us-ascii");
+    EXPECT_EQ(Best(plain + LongRussian()).at("charset"), "koi8-r");
+    const std::string utf8 = "caf\xC3\xA9\n" + Repeated("plain\n", 2 * windowSize);
+    const json answer = Answer(utf8 + Repeated(LongRussian(), 2 * windowSize));
+    EXPECT_EQ(answer.at("candidates").at(0).at("charset"), "koi8-r");
+}
+
 TEST(DetectTest, CandidatesAreHeldToTheEndOfTheText) {
     const std::string text = Repeated(Example("japanese.shift_jis.txt"), 2 * windowSize);
     EXPECT_EQ(Best(text).at("charset"), "shift_jis");
