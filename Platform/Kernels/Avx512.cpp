@@ -50,25 +50,38 @@ Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_
     const __m512i interleaveSecond = _mm512_load_si512(interleaving.second);
     const __m512i ones = _mm512_set1_epi8(-1);
     const std::size_t count = Smaller(length, capacity);
-    std::size_t i = 0;
-    // In a long text the first block ends where the output is at the beginning of a cache line.
-    std::size_t most =
-        count < 1024 ? 64 : 64 - (reinterpret_cast<std::uintptr_t>(output) / sizeof *output) % 32;
-    while (i < count) {
-        const std::size_t block = Smaller(most, count - i);
-        most = 64;
+    // Converts a block and returns how far it came.
+    const auto convert = [&](std::size_t i, std::size_t block) {
         const __m512i bytes = _mm512_maskz_loadu_epi8(FirstOf64(block), input + i);
         const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
         const __m512i low = _mm512_mask2_permutex2var_epi8(low0, bytes, beyondASCII, low1);
         const __m512i high = _mm512_maskz_permutex2var_epi8(beyondASCII, high0, bytes, high1);
         const __mmask64 left = _mm512_cmpeq_epi8_mask(_mm512_and_si512(low, high), ones);
         const std::size_t good = left == 0 ? block : Smaller(block, _tzcnt_u64(left));
-        _mm512_mask_storeu_epi16(output + i, FirstOf32(good),
+        const __mmask64 stored = FirstOf64(good);
+        _mm512_mask_storeu_epi16(output + i, static_cast<__mmask32>(stored),
                                  _mm512_permutex2var_epi8(low, interleaveFirst, high));
-        if (good > 32) {
-            _mm512_mask_storeu_epi16(output + i + 32, FirstOf32(good - 32),
-                                     _mm512_permutex2var_epi8(low, interleaveSecond, high));
+        _mm512_mask_storeu_epi16(output + i + 32, static_cast<__mmask32>(stored >> 32),
+                                 _mm512_permutex2var_epi8(low, interleaveSecond, high));
+        return good;
+    };
+    std::size_t i = 0;
+    // Without branches on the length, which in short lines would be guessed wrongly.
+    if (count <= 128) {
+        const std::size_t first = Smaller(64, count);
+        i = convert(0, first);
+        if (i == first) {
+            i += convert(i, count - i);
         }
+        return {i, i};
+    }
+    // In a long text the first block ends where the output is at the beginning of a cache line.
+    std::size_t most =
+        count < 1024 ? 64 : 64 - (reinterpret_cast<std::uintptr_t>(output) / sizeof *output) % 32;
+    while (i < count) {
+        const std::size_t block = Smaller(most, count - i);
+        const std::size_t good = convert(i, block);
+        most = 64;
         i += good;
         if (good < block) {
             break;
