@@ -7,4 +7,5 @@
 
 void AddListCommand(CLI::App& app);
 void AddConvertCommand(CLI::App& app);
+void AddDetectCommand(CLI::App& app);
 void AddTablesCommand(CLI::App& app);

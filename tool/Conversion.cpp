@@ -34,6 +34,7 @@ std::uint64_t CountLineFeeds(std::span<const wchar16> units) {
 Conversion::Conversion(Charset source, Charset target, const Policy& textPolicy)
     : from(std::move(source)),
       to(std::move(target)),
+      asked(textPolicy),
       policy(PolicyFor(from, to, textPolicy)),
       encoder(MakeEncoder(to, PolicyFor(to, to, textPolicy))),
       sourceDivergence(from),
@@ -41,6 +42,22 @@ Conversion::Conversion(Charset source, Charset target, const Policy& textPolicy)
       decoder(MakeDecoder(from, policy)), // made anew for each text; here so that a refusal comes first
       units(longestCharacter + chunkSize),
       encoded(chunkSize) {}
+
+void Conversion::ReadFrom(const Charset& charset) {
+    if (charset.name == from.name && charset.form == from.form && charset.standard == from.standard) {
+        return;
+    }
+    for (std::string& line : tally.Lines(Side::Decoding, from, to)) {
+        earlier.push_back(std::move(line));
+    }
+    tally.Forget(Side::Decoding);
+    if (std::string line = sourceDivergence.Line("--from"); !line.empty()) {
+        earlier.push_back(std::move(line));
+    }
+    from = charset;
+    sourceDivergence = Divergence(from);
+    policy = PolicyFor(from, to, asked);
+}
 
 void Conversion::Convert(Input& input, Output& output) {
     decoder = MakeDecoder(from, policy);
@@ -212,7 +229,12 @@ std::string Conversion::BestFitOf(const TextFailure& failure) const {
 }
 
 std::vector<std::string> Conversion::Remarks() const {
-    std::vector<std::string> remarks = tally.Lines(from, to);
+    std::vector<std::string> remarks = earlier;
+    for (const Side side : {Side::Decoding, Side::Encoding}) {
+        for (std::string& line : tally.Lines(side, from, to)) {
+            remarks.push_back(std::move(line));
+        }
+    }
     for (std::string line : {sourceDivergence.Line("--from"), targetDivergence.Line("--to")}) {
         if (!line.empty()) {
             remarks.push_back(std::move(line));

@@ -25,12 +25,15 @@ public:
     // Requires: FindSource gave `from`, FindTarget `to`.
     Conversion(Charset from, Charset to, const Policy& policy);
 
+    // From now on converts texts in `charset`, which FindSource gave.
+    void ReadFrom(const Charset& charset);
+
     // Converts one text, from its start to its end. Throws Failure at the first character without an exact
     // counterpart, when all before it has been written.
     void Convert(Input& input, Output& output);
 
-    // What is to be said of what was converted so far, a line each: what was substituted, and what a standard
-    // reads otherwise.
+    // What is to be said of what was converted so far, a line each: what was substituted, for each
+    // character set and kind, and what a standard reads otherwise.
     std::vector<std::string> Remarks() const;
 
 private:
@@ -63,11 +66,13 @@ private:
 
     Charset from;
     Charset to;
+    Policy asked;
     KCodePage::TextPolicy policy;
     std::unique_ptr<Encoder> encoder;
     std::uint64_t unitsBefore = 0; // the piece, of all texts
     std::uint64_t written = 0;     // bytes, of all texts
     LossTally tally;
+    std::vector<std::string> earlier; // what was substituted in texts of other character sets
     Divergence sourceDivergence;
     Divergence targetDivergence;
 

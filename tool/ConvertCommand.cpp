@@ -4,6 +4,7 @@
 #include "CodePage/ShiftJisToJis.h"
 #include "Commands.h"
 #include "Conversion.h"
+#include "Detection.h"
 #include "Failure.h"
 #include "KBase/Message.h"
 #include "LibraryPath.h"
@@ -17,6 +18,8 @@
 namespace {
 
 using KBase::operator""_w;
+
+constexpr const char* automatic = "auto";
 
 struct Options {
     std::string from;
@@ -55,7 +58,11 @@ void SetTables(const Options& options, const Charset& from, const Charset& to) {
 }
 
 Charset Source(const Options& options) {
-    Charset charset = FindSource(options.from);
+    if (options.from == automatic && options.standard) {
+        throw UsageFailure("--standard needs a name in --from, not auto");
+    }
+    // With auto, until the first text is detected.
+    Charset charset = FindSource(options.from == automatic ? "utf-8" : options.from);
     if (!options.standard) {
         return charset;
     }
@@ -67,9 +74,23 @@ Charset Source(const Options& options) {
     return StandardOf(charset);
 }
 
+// What `input` is in, which is told. Throws Failure where nothing is convincing.
+Charset Detected(Input& input) {
+    KCodePage::SetBasePath(u"UseWindowsAPI"_w); // the texts do not tell which tables are to convert them
+    const Detection detection = DetectAhead(input);
+    if (!detection.convincing) {
+        throw Failure(input.Name() + ": no character set is convincing; name one in --from; " +
+                      detection.Doubt());
+    }
+    const Candidate& found = detection.candidates.front();
+    Report(input.Name() + ": detected " + found.charset + " (" + found.Sureness() + ")");
+    return FindSource(found.source.empty() ? found.charset : found.source);
+}
+
 void Convert(const Options& options) {
-    const Charset from = Source(options);
+    const bool detects = options.from == automatic;
     const Charset to = FindTarget(options.to);
+    const Charset from = Source(options);
     SetTables(options, from, to);
     Conversion conversion(from, to, options.policy);
     const auto remark = [&] {
@@ -83,6 +104,11 @@ void Convert(const Options& options) {
         for (const std::string& file : options.inputs.empty() ? standardInput : options.inputs) {
             Input input(file);
             output.RequireApartFrom(input);
+            if (detects) {
+                const Charset found = Detected(input);
+                SetTables(options, found, to);
+                conversion.ReadFrom(found);
+            }
             conversion.Convert(input, output);
         }
         output.Commit();
@@ -106,6 +132,9 @@ constexpr const char* notes =
     "iso-8859-1, -2, -4, -6, -7 and -9 are converted as the Windows code pages 1252,\n"
     "1250, 1257, 1256, 1253 and 1254. Where a text has bytes that the standard reads\n"
     "otherwise, this is said on standard error; --standard decodes by the standard.\n"
+    "\n"
+    "--from auto detects the character set of each FILE, tells it on standard error, and\n"
+    "stops where nothing is convincing ('kcodepage detect' tells more).\n"
     "\n"
     "The first character without an exact counterpart stops the conversion; the\n"
     "message names its file, line, byte offset and bytes. Each FILE is a text of its\n"

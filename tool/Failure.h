@@ -14,3 +14,9 @@ class UsageFailure : public Failure {
 public:
     using Failure::Failure;
 };
+
+// Something that was reported already.
+class ReportedFailure : public Failure {
+public:
+    using Failure::Failure;
+};

@@ -85,19 +85,17 @@ std::string Kind(Side side, TextFailureKind kind, const Charset& from, const Cha
 
 } // namespace
 
-std::vector<std::string> LossTally::Lines(const Charset& from, const Charset& to) const {
+std::vector<std::string> LossTally::Lines(Side side, const Charset& from, const Charset& to) const {
     std::vector<std::string> lines;
-    for (const auto& side : entries) {
-        for (const Entry& entry : side) {
-            if (entry.count == 0) {
-                continue;
-            }
-            const Loss& first = entry.first;
-            lines.push_back(
-                "replaced " + std::to_string(entry.count) + " by " + (to.IsUnicode() ? "U+FFFD" : "?") +
-                " (" + Kind(first.side, first.failure.kind, from, to) + "), the first in " + Place(first) +
-                ": " + (first.side == Side::Decoding ? Bytes(first) : Character(first)));
+    for (const Entry& entry : entries[static_cast<std::size_t>(side)]) {
+        if (entry.count == 0) {
+            continue;
         }
+        const Loss& first = entry.first;
+        lines.push_back("replaced " + std::to_string(entry.count) + " by " +
+                        (to.IsUnicode() ? "U+FFFD" : "?") + " (" +
+                        Kind(first.side, first.failure.kind, from, to) + "), the first in " + Place(first) +
+                        ": " + (first.side == Side::Decoding ? Bytes(first) : Character(first)));
     }
     return lines;
 }

@@ -35,8 +35,10 @@ public:
         return entries[static_cast<std::size_t>(side)][static_cast<std::size_t>(kind)];
     }
 
+    void Forget(Side side) { entries[static_cast<std::size_t>(side)] = {}; }
+
     // One line for each kind.
-    std::vector<std::string> Lines(const Charset& from, const Charset& to) const;
+    std::vector<std::string> Lines(Side side, const Charset& from, const Charset& to) const;
 
 private:
     std::array<std::array<Entry, KCodePage::textFailureKinds>, 2> entries;

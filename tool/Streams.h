@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -29,14 +30,26 @@ public:
     // Reads at most `room.size()` bytes; 0 at the end. Throws Failure.
     std::size_t Read(std::span<char> room);
 
+    // The next `count` bytes, fewer only at the end, which Read gives once more. Waits for them. They stay
+    // until the next call. Throws Failure.
+    std::string_view Peek(std::size_t count);
+
+    // Goes back to where the input began, where that is possible: in a regular file.
+    bool Rewind() noexcept;
+
     // For messages, printable: the file's name, or "standard input".
     const std::string& Name() const noexcept { return name; }
 
 private:
     friend class Output;
 
+    std::size_t ReadOn(std::span<char> room);
+
     std::string name;
     int descriptor;
+    std::int64_t start;    // where the input began; negative where there is no way back
+    std::string ahead;     // what Peek read
+    std::size_t taken = 0; // of it, by Read
 };
 
 // Output of bytes. A regular file is written beside, and replaces the old one when it is complete, so that

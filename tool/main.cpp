@@ -38,6 +38,7 @@ void Run(int argc, char** argv) {
                "'kcodepage convert --help' tells more about one of them.");
     AddListCommand(app);
     AddConvertCommand(app);
+    AddDetectCommand(app);
     AddTablesCommand(app);
     try {
         app.parse(Arguments(argc, argv));
@@ -63,6 +64,8 @@ int main(int argc, char** argv) {
     } catch (const UsageFailure& failure) {
         Report(failure.what());
         return exitUsage;
+    } catch (const ReportedFailure&) {
+        return exitFailure;
     } catch (const std::bad_alloc&) {
         Report("there is not enough memory");
         return exitFailure;

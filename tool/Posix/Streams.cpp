@@ -122,6 +122,9 @@ Input::Input(const std::string& file)
             Fail("cannot open " + Quoted(file));
         }
     }
+    struct stat status {};
+    const bool isRegular = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+    start = isRegular ? lseek(descriptor, 0, SEEK_CUR) : -1;
 }
 
 Input::~Input() {
@@ -131,6 +134,39 @@ Input::~Input() {
 }
 
 std::size_t Input::Read(std::span<char> room) {
+    if (taken == ahead.size()) {
+        return ReadOn(room);
+    }
+    const std::size_t count = ahead.copy(room.data(), room.size(), taken);
+    taken += count;
+    return count;
+}
+
+std::string_view Input::Peek(std::size_t count) {
+    ahead.erase(0, std::exchange(taken, 0));
+    std::size_t length = ahead.size();
+    while (length < count) {
+        ahead.resize(count);
+        const std::size_t read = ReadOn(std::span(ahead).subspan(length));
+        length += read;
+        ahead.resize(length);
+        if (read == 0) {
+            break;
+        }
+    }
+    return std::string_view(ahead).substr(0, count);
+}
+
+bool Input::Rewind() noexcept {
+    if (start < 0 || lseek(descriptor, start, SEEK_SET) != start) {
+        return false;
+    }
+    ahead.clear();
+    taken = 0;
+    return true;
+}
+
+std::size_t Input::ReadOn(std::span<char> room) {
     for (;;) {
         const ssize_t count = read(descriptor, room.data(), room.size());
         if (count >= 0) {
