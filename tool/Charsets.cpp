@@ -234,7 +234,7 @@ Charset FindSource(std::string_view name) {
     }
     if (!known) {
         throw UsageFailure("the character set " + Quoted(name) +
-                           " is known neither here nor to ICU; 'kcodepage list' shows those known here");
+                           " is neither one that 'kcodepage list' shows nor one that is read by ICU");
     }
     if (!known->Decodes()) {
         ThrowRefused(*known, "--from");

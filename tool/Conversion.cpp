@@ -108,13 +108,12 @@ void Conversion::Take(const Piece& piece, const TextResult& result, bool end, Ou
 void Conversion::Encode(const Piece& piece, bool end, Output& output) {
     const TextSubstitutions before = encoder->Substitutions();
     std::span<const wchar16> rest = piece.units;
-    std::size_t written = 0;
     TextResult result;
     do {
         result = encoder->Convert(rest, encoded, end);
         rest = rest.subspan(result.consumed);
         output.Write({encoded.data(), result.written});
-        CountTargetDivergence(piece, written, {encoded.data(), result.written});
+        CountTargetDivergence(piece, {encoded.data(), result.written});
         written += result.written;
     } while (result.stop == TextStop::OutputFull);
     if (result.stop == TextStop::Failure) {
@@ -135,10 +134,10 @@ void Conversion::CountSourceDivergence(const Piece& piece, std::uint64_t end) {
     }
 }
 
-// Where bytes can diverge, each unit became one. `written`: bytes of the piece before `more`.
-void Conversion::CountTargetDivergence(const Piece& piece, std::size_t written, std::string_view more) {
+// Where bytes can diverge, each unit became one; of a pair that two pieces share, the first half did so late.
+void Conversion::CountTargetDivergence(const Piece& piece, std::string_view more) {
     if (const std::size_t first = targetDivergence.Count(more); first != Divergence::none) {
-        const Place place = PlaceOf(piece, written + first, 1);
+        const Place place = PlaceOf(piece, static_cast<std::size_t>(written + first - unitsBefore), 1);
         targetDivergence.SetFirst(file, place.offset, static_cast<unsigned char>(more[first]));
     }
 }

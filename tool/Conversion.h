@@ -58,7 +58,7 @@ private:
     void CountDecoded(const Piece& piece);
     void CountEncoded(const Piece& piece, const KCodePage::TextSubstitutions& counted);
     void CountSourceDivergence(const Piece& piece, std::uint64_t end);
-    void CountTargetDivergence(const Piece& piece, std::size_t written, std::string_view more);
+    void CountTargetDivergence(const Piece& piece, std::string_view more);
     Place PlaceOf(const Piece& piece, std::size_t index, std::size_t count) const;
     Loss Decoded(const Piece& piece, const KCodePage::TextFailure& failure) const;
     Loss Encoded(const Piece& piece, const KCodePage::TextFailure& failure) const;
@@ -70,6 +70,7 @@ private:
     KCodePage::TextPolicy policy;
     std::unique_ptr<Encoder> encoder;
     std::uint64_t unitsBefore = 0; // the piece, of all texts
+    std::uint64_t written = 0;     // bytes, of all texts
     LossTally tally;
     std::vector<std::string> earlier; // what was substituted in texts of other character sets
     Divergence sourceDivergence;

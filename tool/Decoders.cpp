@@ -118,10 +118,7 @@ private:
             failure = found;
             return;
         }
-        TextSubstitutions::Count& entry = substitutions.ofKind[static_cast<std::size_t>(kind)];
-        if (entry.count++ == 0) {
-            entry.first = found;
-        }
+        substitutions.Add(found);
         output[written++] = policy.decoded;
         Take(count);
     }

@@ -142,10 +142,9 @@ void AddTablesCommand(CLI::App& app) {
     command
         ->add_option("NAME", options->names, "Character sets whose tables to write; all when none is named")
         ->type_name("");
-    command->footer(
-        "iso-2022-jp uses the files of shift_jis, and ShiftJisToJis.SJ2J, which is written when it\n"
-        "is named or nothing is.\n"
-        "\n"
-        "Example: kcodepage tables ./tables shift_jis big5");
+    command->footer("iso-2022-jp uses the files of shift_jis, and ShiftJisToJis.SJ2J, which is\n"
+                    "written when it is named or nothing is.\n"
+                    "\n"
+                    "Example: kcodepage tables ./tables shift_jis big5");
     command->callback([options] { WriteTables(*options); });
 }

@@ -237,6 +237,17 @@ TEST(NamesOfStandards, TheFirstOfAllFilesIsNamed) {
     EXPECT_NE(outcome.errors.find("; 2 such bytes in all; "), std::string::npos) << outcome.errors;
 }
 
+TEST(NamesOfStandards, ThePlaceOfAByteOfTheOutputHoldsBehindAPairThatTwoPiecesShare) {
+    // In SCSU one byte can be a pair: here 80, U+1F600. The number of units before the first is odd.
+    std::string text = "a\x0B\x01\xEC";
+    text.append(40000, '\x80');
+    const std::size_t place = text.size() + 1;
+    const Outcome outcome = Convert("scsu", "iso-8859-2", text + "x\x0E\x01\x05yz", {"--substitute"});
+    EXPECT_NE(outcome.errors.find("standard input: byte offset " + std::to_string(place) + ": iso-8859-2 is"),
+              std::string::npos)
+        << outcome.errors;
+}
+
 TEST(NamesOfStandards, StandardIsRefusedWhereItMeansNothing) {
     for (const char* name : {"shift_jis", "windows-1250", "utf-8", "euc-jp"}) {
         const Outcome outcome = Convert(name, "utf-8", "a", {"--standard"});

@@ -259,9 +259,8 @@ TEST(LossTest, WhatCannotBeConvertedIsRefusedAtOnceWithWhatToUse) {
 TEST(LossTest, MessagesShowNoControlBytes) {
     const Outcome outcome =
         RunCommand({"convert", "--from", "a\x1B[31m\nb\xC2\x9B\xFF\xC3\xA9", "--to", "utf-8"});
-    EXPECT_EQ(outcome.errors,
-              "kcodepage: the character set 'a\\x1B[31m\\x0Ab\\xC2\\x9B\\xFF\xC3\xA9' is known "
-              "neither here nor to ICU; 'kcodepage list' shows those known here\n");
+    EXPECT_EQ(outcome.errors, "kcodepage: the character set 'a\\x1B[31m\\x0Ab\\xC2\\x9B\\xFF\xC3\xA9' is "
+                              "neither one that 'kcodepage list' shows nor one that is read by ICU\n");
     EXPECT_EQ(RunCommand({"convert", "--from", "utf-8", "--to", "utf-8", "no\nsuch\x7F"}).errors,
               "kcodepage: cannot open 'no\\x0Asuch\\x7F': No such file or directory\n");
     const Outcome option = RunCommand({"--x\x1B\n"});
