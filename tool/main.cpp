@@ -26,6 +26,22 @@ void ShowHelp(const CLI::App& app, const CLI::Success& help) {
     output.Commit();
 }
 
+// What is wrong with the command line. CLI11 has no sentences for an option that is given twice, or without
+// its value.
+std::string Told(const CLI::ParseError& error) {
+    const std::string text = error.what();
+    if (error.get_name() == "ArgumentMismatch") {
+        const std::string option = text.substr(0, text.find(':'));
+        if (text.find("At Most 1 required") != std::string::npos) {
+            return option + " is given more than once";
+        }
+        if (text.find(": 1 required") != std::string::npos) {
+            return option + " has no value";
+        }
+    }
+    return text;
+}
+
 void Run(int argc, char** argv) {
     const KCodePage::Initializer initializer;
     CLI::App app("Converts text between legacy character sets and Unicode exactly as the Windows code page "
@@ -49,7 +65,7 @@ void Run(int argc, char** argv) {
         const bool isUnknown = app.get_subcommands().empty() && !unknown.empty();
         const char* kind =
             isUnknown && unknown.front().starts_with('-') ? " is no option" : " is no subcommand";
-        const std::string what = isUnknown ? Quoted(unknown.front()) + kind : error.what();
+        const std::string what = isUnknown ? Quoted(unknown.front()) + kind : Told(error);
         throw UsageFailure(what + " (kcodepage --help shows what there is)");
     }
 }

@@ -55,6 +55,14 @@ TEST(HelpTest, AWrongCommandLineIsRefusedOnOneLineThatPointsToTheHelp) {
     }
 }
 
+TEST(HelpTest, AnOptionGivenTwiceOrWithoutItsValueIsToldInASentence) {
+    const std::string pointer = " (kcodepage --help shows what there is)\n";
+    EXPECT_EQ(RunCommand({"convert", "--from", "utf-8", "--from", "big5", "--to", "utf-8"}).errors,
+              "kcodepage: --from is given more than once" + pointer);
+    EXPECT_EQ(RunCommand({"convert", "--from", "utf-8", "--to", "utf-8", "-o"}).errors,
+              "kcodepage: --output has no value" + pointer);
+}
+
 TEST(HelpTest, WithoutArgumentsItTellsWhereTheHelpIs) {
     const Outcome outcome = RunCommand({});
     EXPECT_TRUE(Has(outcome.output + outcome.errors, "--help") || Has(outcome.output, "convert"))
