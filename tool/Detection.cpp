@@ -104,7 +104,7 @@ double ShareOfText(const Reading& reading) {
 
 class Detector {
 public:
-    explicit Detector(const std::vector<Choice>& among) : choices(among), utf8(FindSource("utf-8")) {}
+    explicit Detector(std::vector<Choice> among) : choices(std::move(among)), utf8(FindSource("utf-8")) {}
 
     void Add(std::string_view bytes);
 
@@ -114,17 +114,18 @@ public:
 private:
     bool IsUtf8() const { return choices.empty() && validUtf8 && highBytes; }
     void Restart();
+    void JudgeEnd();
     void Judge(bool end);
     void JudgeEscaped(bool end);
     void JudgeWide(bool end);
-    void JudgeCatalogue(bool end);
-    void JudgeCharsetsOfIcu(bool end);
+    void JudgeCatalogue();
+    void JudgeCharsetsOfIcu();
     void JudgeChoices(bool end);
     void Take(Candidate candidate, Reading reading, std::optional<int> confidence = {});
     void Rank();
     std::vector<Candidate> Weighed() const;
 
-    const std::vector<Choice>& choices;
+    std::vector<Choice> choices; // empty for all
     std::uint64_t size = 0;
     bool plain = true;               // so far
     std::uint64_t firstHighByte = 0; // its offset, the size without one
@@ -171,6 +172,17 @@ void Detector::Add(std::string_view bytes) {
                              static_cast<std::ptrdiff_t>(std::min(candidates.size(), followed)),
                          candidates.end());
     }
+}
+
+// A text may have been cut inside its last character. What is told by more than its characters is whole.
+void Detector::JudgeEnd() {
+    constexpr double cutOff = 20;
+    std::erase_if(candidates, [](Judged& one) {
+        const bool whole = one.reading.Check({}, true);
+        one.plausibility.logarithm -= whole ? 0 : cutOff;
+        return !whole && one.confidence;
+    });
+    Rank();
 }
 
 // The text is not what it was so far: what follows is judged instead.
@@ -243,13 +255,13 @@ void Detector::JudgeWide(bool end) {
     }
 }
 
-void Detector::JudgeCatalogue(bool end) {
+void Detector::JudgeCatalogue() {
     for (const Twins& pair : twins) {
         Reading windows(FindSource(pair.windows));
         Reading standard{std::string(pair.standard)};
         const std::string name = FindSource(pair.windows).name;
-        const bool isWindows = windows.Read(window, end);
-        const bool isStandard = standard.Read(window, end);
+        const bool isWindows = windows.Read(window, false);
+        const bool isStandard = standard.Read(window, false);
         const bool same = isWindows && isStandard && windows.Text() == standard.Text();
         if (isWindows) {
             Take({same ? name : pair.windows}, std::move(windows));
@@ -263,13 +275,13 @@ void Detector::JudgeCatalogue(bool end) {
         const auto row = std::find_if(catalogue.begin(), catalogue.end(),
                                       [&](const Charset& one) { return one.codePage == codePage; });
         Reading reading(*row);
-        if (reading.Read(window, end)) {
+        if (reading.Read(window, false)) {
             Take({row->name}, std::move(reading));
         }
     }
 }
 
-void Detector::JudgeCharsetsOfIcu(bool end) {
+void Detector::JudgeCharsetsOfIcu() {
     std::vector<std::string> names(std::begin(icuCharsets), std::end(icuCharsets));
     for (const EncodingCandidate& proposal : DetectEncodings(window.data(), window.size())) {
         const std::string name = proposal.charset.substr(0, proposal.charset.find('_'));
@@ -280,7 +292,7 @@ void Detector::JudgeCharsetsOfIcu(bool end) {
     for (const std::string& name : names) {
         try {
             Reading reading(name);
-            if (reading.Read(window, end)) {
+            if (reading.Read(window, false)) {
                 Take({name}, std::move(reading));
             }
         } catch (const KBase::Message&) {
@@ -316,8 +328,8 @@ void Detector::Judge(bool end) {
                 reading.Read(window, end);
                 Take({"utf-8"}, std::move(reading));
             }
-            JudgeCatalogue(end);
-            JudgeCharsetsOfIcu(end);
+            JudgeCatalogue();
+            JudgeCharsetsOfIcu();
         }
     }
     Rank();
@@ -360,7 +372,7 @@ std::vector<Candidate> Detector::Weighed() const {
 Detection Detector::Finish(bool end) {
     Detection detection;
     const int best = end ? Candidate::certain : nearlyCertain;
-    validUtf8 = validUtf8 && utf8.Check({}, end);
+    const bool wellFormed = validUtf8 && utf8.Check({}, end);
     if (choices.empty() && plain) {
         detection = {{{"us-ascii", false, best}}, true};
         return detection;
@@ -369,20 +381,23 @@ Detection Detector::Finish(bool end) {
         Reading start(FindSource("utf-8"));
         start.Read(window, false);
         const Plausibility plausibility = ::Judge(start.Text());
-        constexpr double mixed = 0.3; // as bytes of something else are that happen to be UTF-8
+        constexpr int cutOffUtf8 = 90; // it ends inside a character
+        constexpr double mixed = 0.3;  // as bytes of something else are that happen to be UTF-8
         constexpr std::ptrdiff_t few = 6;
         const auto count = std::count_if(start.Text().begin(), start.Text().end(),
                                          [](wchar16 unit) { return unit >= 0x80; });
         const bool tells = plausibility.strange < mixed;
-        if (tells || count >= few) {
-            detection = {{{"utf-8", false, best, tells ? plausibility.language : ""}}, true};
+        if (wellFormed ? tells || count >= few : count >= few) {
+            detection = {
+                {{"utf-8", false, wellFormed ? best : cutOffUtf8, tells ? plausibility.language : ""}}, true};
             return detection;
         }
     }
-    if (judged) {
-        std::erase_if(candidates, [&](Judged& one) { return !one.reading.Check({}, end); });
-    } else {
+    if (!judged) {
         Judge(end);
+    }
+    if (end) {
+        JudgeEnd();
     }
     detection.candidates = Weighed();
     if (choices.empty() && !validUtf8 && utf8.FailureOffset() > firstHighByte) {

@@ -141,7 +141,8 @@ TEST(DetectTest, WellFormedUTF8IsCertain) {
 
 TEST(DetectTest, AFewCharactersOfAnotherEncodingThatAreWellFormedUTF8AreNotCertain) {
     const std::string chinese = "\xC4\xA1\xD3\xA2\xD7\xB5"; // U+0121 U+04E2 U+05F5 in UTF-8
-    for (const json& candidate : Answer(chinese, {"--all"}).at("candidates")) {
+    const json answer = Answer(chinese, {"--all"});
+    for (const json& candidate : answer.at("candidates")) {
         EXPECT_LT(candidate.at("confidence"), 80) << candidate;
     }
     EXPECT_EQ(Detect(chinese).status, 1);
@@ -255,7 +256,8 @@ TEST(DetectTest, UTF8IsHeldToToItsEnd) {
     EXPECT_NE(outcome.errors.find("it is utf-8 up to byte offset " + std::to_string(text.size())),
               std::string::npos)
         << outcome.errors;
-    for (const json& candidate : json::parse(outcome.output).at(0).at("candidates")) {
+    const json answer = json::parse(outcome.output).at(0);
+    for (const json& candidate : answer.at("candidates")) {
         EXPECT_NE(candidate.at("charset"), "utf-8");
     }
 }
@@ -267,6 +269,15 @@ TEST(DetectTest, WhatLooksLikeHzOrUTF8AtFirstMayBeAnotherText) {
     const std::string utf8 = "caf\xC3\xA9\n" + Repeated("plain\n", 2 * windowSize);
     const json answer = Answer(utf8 + Repeated(LongRussian(), 2 * windowSize));
     EXPECT_EQ(answer.at("candidates").at(0).at("charset"), "koi8-r");
+}
+
+TEST(DetectTest, ATextMayBeCutInsideItsLastCharacter) {
+    const std::string japanese = Repeated(Example("japanese.shift_jis.txt"), 2048) + "\x93";
+    EXPECT_EQ(Best(japanese).at("charset"), "shift_jis");
+    const json best = Best(Example("japanese.utf-8.txt") + "\xE6\x97");
+    EXPECT_EQ(best.at("charset"), "utf-8");
+    EXPECT_LT(best.at("confidence"), 100);
+    EXPECT_EQ(Best("caf\xE9").at("charset"), "iso-8859-1"); // half a character of shift_jis
 }
 
 TEST(DetectTest, CandidatesAreHeldToTheEndOfTheText) {
