@@ -9,6 +9,7 @@
 #include <array>
 #include <cmath>
 #include <memory>
+#include <numeric>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -400,6 +401,14 @@ Detection Detector::Finish(bool end) {
         JudgeEnd();
     }
     detection.candidates = Weighed();
+    constexpr int doubt = 40; // of all other readings together
+    const int elsewhere = std::accumulate(
+        detection.candidates.begin(), detection.candidates.end(), 0,
+        [](int sum, const Candidate& one) { return one.charset == "utf-8" ? sum : sum + one.confidence; });
+    if (IsUtf8() && wellFormed && elsewhere < doubt) { // it makes no sense in anything else either
+        detection = {{{"utf-8", false, best}}, true};
+        return detection;
+    }
     if (choices.empty() && !validUtf8 && utf8.FailureOffset() > firstHighByte) {
         detection.utf8Until = utf8.FailureOffset();
     }

@@ -132,7 +132,8 @@ TEST(DetectTest, PlainAsciiIsCertain) {
 }
 
 TEST(DetectTest, WellFormedUTF8IsCertain) {
-    for (const char* text : {"caf\xC3\xA9\n", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xEF\xBB\xBFmarked"}) {
+    for (const char* text : {"caf\xC3\xA9\n", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xEF\xBB\xBFmarked",
+                             "H\u00E9llo W\u00F6rld \u00FF \u00D8", "\u00E9 \u03B1 \u0436"}) {
         const json best = Best(text);
         EXPECT_EQ(best.at("charset"), "utf-8") << text;
         EXPECT_EQ(best.at("confidence"), 100) << text;
