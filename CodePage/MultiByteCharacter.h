@@ -64,6 +64,11 @@ public:
     void DeSerialize(KSerialization::ReadDataStream& stream);
 
 private:
+    friend class UnicodeToMultiByte; // keeps characters in the form that files have, invalid ones too
+
+    MultiByteCharacter(bool isValid, bool isSingle, unsigned char byte1, unsigned char byte2) noexcept
+        : valid(isValid), single(isSingle), bytes{static_cast<char>(byte1), static_cast<char>(byte2), 0} {}
+
     bool valid = false;
     bool single = false;
     char bytes[3] = {0, 0, 0}; // byte1, byte2, terminator: one array, so that Get() reads as one text

@@ -33,6 +33,10 @@ public:
     void DeSerialize(KSerialization::ReadDataStream& stream);
 
 private:
+    friend class UnicodeCharacterMultiByte; // keeps characters in a smaller form, invalid ones too
+
+    UnicodeCharacter(unsigned short codeUnit, bool isValid) noexcept : valid(isValid), value(codeUnit) {}
+
     bool valid = false;
     unsigned short value = 0;
 };

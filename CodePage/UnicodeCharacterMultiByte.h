@@ -31,7 +31,8 @@ public:
 
     // Invalid for a second byte that the row does not have.
     UnicodeCharacter GetValue(unsigned char secondByte) const noexcept {
-        return secondByte < secondByteValues.size() ? secondByteValues[secondByte] : UnicodeCharacter();
+        return secondByte < secondByteValues.size() ? secondByteValues[secondByte].Character()
+                                                    : UnicodeCharacter();
     }
 
     // DeSerialize throws KBase::Message for data that end too early or hold an impossible count; the row then
@@ -43,12 +44,20 @@ public:
     static constexpr unsigned int minimumSerializedSize = 8;
 
 private:
+    // What a UnicodeCharacter holds, in a quarter of the memory.
+    struct Value {
+        std::uint16_t codeUnit = 0;
+        bool valid = false;
+
+        UnicodeCharacter Character() const noexcept { return {codeUnit, valid}; }
+    };
+
     UnicodeCharacter GetUnicodeUsingWindowsAPI(unsigned int windowsCodePage, const char* bytes,
                                                unsigned int length);
 
-    std::uint8_t numberOfBytes = 0;                 // 1: a whole character; 2: a lead byte; what a file says
-    UnicodeCharacter value;                         // of a one-byte row
-    std::vector<UnicodeCharacter> secondByteValues; // of a lead byte's row: 256, indexed by the second byte
+    std::uint8_t numberOfBytes = 0;      // 1: a whole character; 2: a lead byte; what a file says
+    UnicodeCharacter value;              // of a one-byte row
+    std::vector<Value> secondByteValues; // of a lead byte's row: 256, indexed by the second byte
 };
 
 } // namespace KCodePage

@@ -61,14 +61,24 @@ public:
     std::int32_t Release() const override;
 
 private:
+    // What a MultiByteCharacter holds, in a quarter of the memory.
+    struct Entry {
+        bool valid = false;
+        bool single = false;
+        unsigned char byte1 = 0;
+        unsigned char byte2 = 0;
+
+        MultiByteCharacter Character() const noexcept { return {valid, single, byte1, byte2}; }
+    };
+
     void Store(unsigned short codeUnit, const MultiByteCharacter& character);
     void CompileMap();
 
     CODE_PAGE codePage = static_cast<CODE_PAGE>(-1);
     unsigned int windowsCodePage = 0;
     char substitutionCharacter = '?';
-    std::vector<MultiByteCharacter> entries; // indexed by code unit, up to the highest mapped one
-    std::unique_ptr<const EncodeMap> map;    // flat look-up of the entries; null while they change
+    std::vector<Entry> entries;           // indexed by code unit, up to the highest mapped one
+    std::unique_ptr<const EncodeMap> map; // flat look-up of the entries; null while they change
     mutable KSynch::AtomicLong referenceCount;
 };
 

@@ -6,6 +6,10 @@ target_include_directories(KCodePageBuildSettings INTERFACE "${PROJECT_SOURCE_DI
 target_compile_options(KCodePageBuildSettings INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wundef -fstrict-aliasing)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Calls of exported functions from their own file are calls of these very functions, which may be inlined.
+  target_compile_options(KCodePageBuildSettings INTERFACE -fno-semantic-interposition)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # It warns of std::string's own copies from -O3 on, whatever the program does.
   target_compile_options(KCodePageBuildSettings INTERFACE -Wno-restrict)

@@ -43,6 +43,9 @@ public:
 
     std::int32_t ReadInteger32() { return static_cast<std::int32_t>(ReadUnsigned32()); }
 
+    // The next `count` bytes, valid as long as the stream.
+    const unsigned char* ReadBytes(std::size_t count) { return Take(count); }
+
     // Reads a count of elements of at least `elementSize` bytes each. A count that the rest of the stream
     // cannot hold throws KBase::Message, so that what is reserved for it stays in proportion to the input.
     std::size_t ReadCount(std::size_t elementSize);

@@ -199,13 +199,44 @@ Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_
         if (_mm512_cmpeq_epi16_mask(codes, unmapped) != 0) {
             break;
         }
-        const __mmask64 kept = _mm512_test_epi8_mask(codes, codes) | firstBytes;
-        _mm512_storeu_si512(output + written, _mm512_maskz_compress_epi8(kept, codes));
+        const __mmask64 bytes = _mm512_test_epi8_mask(codes, codes) | firstBytes;
+        _mm512_storeu_si512(output + written, _mm512_maskz_compress_epi8(bytes, codes));
         read += 32;
-        written += static_cast<std::size_t>(_mm_popcnt_u64(kept));
+        written += static_cast<std::size_t>(_mm_popcnt_u64(bytes));
     }
-    const Run rest = PlainEncode(table, input + read, length - read, output + written, capacity - written);
-    return {read + rest.consumed, written + rest.written};
+    // What is near one of the ends, or before a unit that is not mapped.
+    while (read < length) {
+        const std::size_t block = Smaller(32, length - read);
+        const std::size_t room = capacity - written;
+        const __m512i units = _mm512_maskz_loadu_epi16(FirstOf32(block), input + read);
+        alignas(64) std::uint16_t copy[32];
+        const std::uint16_t* indexes = input + read;
+        if (block < 32) {
+            _mm512_store_si512(copy, units);
+            indexes = copy;
+        }
+        const __m512i codes = LookUp32(table.codes, indexes);
+        std::size_t whole = block;
+        if (const __mmask32 left = _mm512_cmpeq_epi16_mask(codes, unmapped); left != 0) {
+            whole = Smaller(whole, _tzcnt_u32(left));
+        }
+        const __mmask64 bytes = _mm512_test_epi8_mask(codes, codes) | firstBytes;
+        __mmask64 kept = bytes & FirstOf64(2 * whole);
+        auto count = static_cast<std::size_t>(_mm_popcnt_u64(kept));
+        if (count > room) {
+            // Up to the character of the first byte for which there is no room.
+            whole = _tzcnt_u64(_pdep_u64(std::uint64_t{1} << room, kept)) / 2;
+            kept &= FirstOf64(2 * whole);
+            count = static_cast<std::size_t>(_mm_popcnt_u64(kept));
+        }
+        _mm512_mask_storeu_epi8(output + written, FirstOf64(count), _mm512_maskz_compress_epi8(kept, codes));
+        read += whole;
+        written += count;
+        if (whole < block) {
+            break;
+        }
+    }
+    return {read, written};
 }
 
 // Widens bytes as long as 64 in a row are ASCII, or all that are left.

@@ -140,7 +140,7 @@ TEST(LinearWorkTest, ConvertingAllocatesInProportionToTheTextAndNothingForAChara
     decoding->ReadFromWindowsAPI();
     const KBase::ReturnPtrI<UnicodeToMultiByte> encoding(new UnicodeToMultiByte(SHIFT_JIS, 932, '?'));
     encoding->ReadFromWindowsAPI();
-    for (const std::size_t length : {std::size_t{1} << 10, std::size_t{1} << 20, std::size_t{1} << 24}) {
+    for (const std::size_t length : {std::size_t{1} << 10, std::size_t{1} << 20, std::size_t{1} << 26}) {
         for (const char* const piece : {"abcd", "\x82\xA0\x88\x9F", "a\x82\xA0\xFF"}) {
             const std::string bytes = Repeated(piece, length / 4);
             const AllocationMeter meter;

@@ -22,21 +22,25 @@ public:
     // `source` answers as MultiByteToUnicode does: GetNumberOfBytesInThisCharacter(text), Convert(byte) and
     // Convert(leadByte, secondByte).
     template <class Table>
-    explicit DecodeMap(const Table& source) : units(256, Kernels::DecodeTable::unmapped) {
+    explicit DecodeMap(const Table& source) {
+        std::uint16_t rows = 1;
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            const char text = static_cast<char>(byte);
+            table.rowOf[byte] =
+                source.GetNumberOfBytesInThisCharacter(&text) == 2 ? rows++ : std::uint16_t{0};
+        }
+        units.assign(rows * std::size_t{256}, Kernels::DecodeTable::unmapped);
         for (unsigned value = 0; value < 256; ++value) {
             const auto byte = static_cast<unsigned char>(value);
-            const char text = static_cast<char>(byte);
-            if (source.GetNumberOfBytesInThisCharacter(&text) == 2) {
-                table.rowOf[byte] = static_cast<std::uint16_t>(units.size() / 256);
-                for (unsigned second = 0; second < 256; ++second) {
-                    units.push_back(UnitOf(source.Convert(byte, static_cast<unsigned char>(second))));
-                }
-            } else {
-                table.rowOf[byte] = 0;
+            if (table.rowOf[byte] == 0) {
                 units[byte] = UnitOf(source.Convert(byte));
+                continue;
+            }
+            std::uint16_t* const row = units.data() + table.rowOf[byte] * std::size_t{256};
+            for (unsigned second = 0; second < 256; ++second) {
+                row[second] = UnitOf(source.Convert(byte, static_cast<unsigned char>(second)));
             }
         }
-        units.shrink_to_fit();
         Prepare();
     }
 

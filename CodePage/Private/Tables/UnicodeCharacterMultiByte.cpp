@@ -17,7 +17,8 @@ UnicodeCharacterMultiByte::UnicodeCharacterMultiByte(unsigned int windowsCodePag
         secondByteValues.resize(256);
         for (unsigned second = 0; second < 256; ++second) {
             text[1] = static_cast<char>(second);
-            secondByteValues[second] = GetUnicodeUsingWindowsAPI(windowsCodePage, text, 2);
+            const UnicodeCharacter character = GetUnicodeUsingWindowsAPI(windowsCodePage, text, 2);
+            secondByteValues[second] = {character.Get(), character.IsValid()};
         }
     } else {
         numberOfBytes = 1;
@@ -40,8 +41,8 @@ void UnicodeCharacterMultiByte::Serialize(KSerialization::WriteDataStream& strea
     stream.WriteByte(numberOfBytes);
     value.Serialize(stream);
     stream.WriteInteger32(static_cast<std::int32_t>(secondByteValues.size()));
-    for (const UnicodeCharacter& secondByteValue : secondByteValues) {
-        secondByteValue.Serialize(stream);
+    for (const Value& secondByteValue : secondByteValues) {
+        secondByteValue.Character().Serialize(stream);
     }
 }
 
@@ -52,8 +53,10 @@ void UnicodeCharacterMultiByte::DeSerialize(KSerialization::ReadDataStream& stre
     const std::size_t count = stream.ReadCount(serializedCharacterSize);
     if (count != 0) {
         secondByteValues.resize(count);
-        for (UnicodeCharacter& secondByteValue : secondByteValues) {
-            secondByteValue.DeSerialize(stream);
+        const unsigned char* bytes = stream.ReadBytes(count * serializedCharacterSize);
+        for (Value& secondByteValue : secondByteValues) {
+            secondByteValue = {static_cast<std::uint16_t>(bytes[1] | bytes[2] << 8), bytes[0] != 0};
+            bytes += serializedCharacterSize;
         }
     }
 }

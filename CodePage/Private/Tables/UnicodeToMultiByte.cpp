@@ -49,7 +49,7 @@ UnicodeToMultiByte& UnicodeToMultiByte::operator=(const UnicodeToMultiByte& othe
 UnicodeToMultiByte::~UnicodeToMultiByte() = default;
 
 MultiByteCharacter UnicodeToMultiByte::Convert(unsigned short codeUnit) const {
-    return codeUnit < entries.size() ? entries[codeUnit] : MultiByteCharacter();
+    return codeUnit < entries.size() ? entries[codeUnit].Character() : MultiByteCharacter();
 }
 
 KBase::ReturnPtrI<MultiByteString>
@@ -139,7 +139,9 @@ void UnicodeToMultiByte::Store(unsigned short codeUnit, const MultiByteCharacter
         }
         entries.resize(codeUnit + std::size_t{1});
     }
-    entries[codeUnit] = character;
+    entries[codeUnit] = {character.IsValid(), character.Length() == 1,
+                         static_cast<unsigned char>(character.GetByte1()),
+                         static_cast<unsigned char>(character.GetByte2())};
 }
 
 void UnicodeToMultiByte::ReadFromFile(const wchar16* fileName) {
@@ -162,7 +164,7 @@ void UnicodeToMultiByte::Serialize(KSerialization::WriteDataStream& stream) cons
     stream.WriteInteger32(static_cast<std::int32_t>(entries.size()));
     for (std::size_t i = 0; i < entries.size(); ++i) {
         stream.WriteUnsigned16(static_cast<std::uint16_t>(i));
-        entries[i].Serialize(stream);
+        entries[i].Character().Serialize(stream);
     }
 }
 
@@ -172,12 +174,18 @@ void UnicodeToMultiByte::DeSerialize(KSerialization::ReadDataStream& stream) {
     substitutionCharacter = static_cast<char>(stream.ReadByte());
     const std::size_t count = stream.ReadCount(serializedRecordSize);
     map.reset();
-    entries.reserve(std::min(count, allCodeUnits));
-    for (std::size_t i = 0; i < count; ++i) {
-        const unsigned short codeUnit = stream.ReadUnsigned16();
-        MultiByteCharacter character;
-        character.DeSerialize(stream);
-        Store(codeUnit, character);
+    const unsigned char* const records = stream.ReadBytes(count * serializedRecordSize);
+    const unsigned char* const end = records + count * serializedRecordSize;
+    const auto unitOf = [](const unsigned char* record) {
+        return static_cast<std::size_t>(record[0] | record[1] << 8);
+    };
+    std::size_t size = entries.size();
+    for (const unsigned char* record = records; record != end; record += serializedRecordSize) {
+        size = std::max(size, unitOf(record) + 1);
+    }
+    entries.resize(size);
+    for (const unsigned char* record = records; record != end; record += serializedRecordSize) {
+        entries[unitOf(record)] = {record[2] != 0, record[3] != 0, record[4], record[5]};
     }
     CompileMap();
 }
