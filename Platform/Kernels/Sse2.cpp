@@ -70,10 +70,25 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
         }
     }
     if (table.unitsOfTwo != nullptr && count >= 8) {
-        for (; count - i > 8; i += 8) {
-            Decode8(table.unitsOfTwo, input + i, output + i);
+        // Few sizes of blocks, of which the last two overlap: a loop over small ones would be left at another
+        // time for each line.
+        const auto decode = [&](std::size_t place, std::size_t size) {
+            for (std::size_t k = place; k < place + size; k += 8) {
+                Decode8(table.unitsOfTwo, input + k, output + k);
+            }
+        };
+        if (count >= 32) {
+            for (; count - i > 32; i += 32) {
+                decode(i, 32);
+            }
+            decode(count - 32, 32);
+        } else if (count >= 16) {
+            decode(0, 16);
+            decode(count - 16, 16);
+        } else {
+            decode(0, 8);
+            decode(count - 8, 8);
         }
-        Decode8(table.unitsOfTwo, input + count - 8, output + count - 8); // some of them again
         return {count, count};
     }
     const Run rest = PlainDecode(table, input + i, count - i, output + i, count - i);
