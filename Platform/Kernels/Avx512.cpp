@@ -146,39 +146,60 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
     const __m512i inOrder = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
     const __m512i lowHalf = _mm512_set1_epi16(0xFF);
     const std::size_t count = Smaller(length, capacity);
-    for (std::size_t i = 0; i < count; i += 64) {
-        const std::size_t block = Smaller(64, count - i);
-        const __m512i a = _mm512_maskz_loadu_epi16(FirstOf32(block), input + i);
-        const __m512i b = block > 32 ? _mm512_maskz_loadu_epi16(FirstOf32(block - 32), input + i + 32)
-                                     : _mm512_setzero_si512();
+    // Converts a block and returns how far it came.
+    const auto convert = [&](std::size_t i, std::size_t block, bool mayBeASCII) {
+        const __mmask64 all = FirstOf64(block);
+        const __m512i a = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all), input + i);
+        const __m512i b = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all >> 32), input + i + 32);
         // What is packed lies in another order, which is put right at the end. The numbers above FE are all
         // FF.
         const __m512i number = _mm512_packus_epi16(_mm512_srli_epi16(a, 7), _mm512_srli_epi16(b, 7));
-        __m512i bytes = _mm512_packus_epi16(_mm512_and_si512(a, lowHalf), _mm512_and_si512(b, lowHalf));
+        const __m512i low = _mm512_packus_epi16(_mm512_and_si512(a, lowHalf), _mm512_and_si512(b, lowHalf));
         const __mmask64 ascii = _mm512_testn_epi8_mask(number, number);
+        __m512i bytes = _mm512_maskz_mov_epi8(ascii, low);
         __mmask64 known = ascii;
-        if (ascii != ~__mmask64{0}) {
+        if (!mayBeASCII || ascii != ~__mmask64{0}) {
+            // A stretch that is not needed is that of ASCII, once more.
             for (unsigned s = 0; s < stretchCount; ++s) {
                 const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
-                bytes = _mm512_mask2_permutex2var_epi8(first[s], bytes, here, second[s]);
-                known |= here;
+                bytes =
+                    _mm512_or_si512(bytes, _mm512_maskz_permutex2var_epi8(here, first[s], low, second[s]));
             }
-            known &= ascii | _mm512_test_epi8_mask(bytes, bytes);
+            known |= _mm512_test_epi8_mask(bytes, bytes);
         }
-        _mm512_mask_storeu_epi8(output + i, FirstOf64(block), _mm512_permutexvar_epi64(inOrder, bytes));
+        _mm512_mask_storeu_epi8(output + i, all, _mm512_permutexvar_epi64(inOrder, bytes));
         if (known != ~__mmask64{0}) {
             const __m512i knownInOrder = _mm512_permutexvar_epi64(inOrder, _mm512_movm_epi8(known));
             for (__mmask64 left = ~_mm512_movepi8_mask(knownInOrder); left != 0; left &= left - 1) {
                 const std::size_t place = i + _tzcnt_u64(left);
                 const std::uint16_t code = table.codes[input[place]];
                 if (code > 0xFF) {
-                    return {place, place};
+                    return place - i;
                 }
                 output[place] = static_cast<unsigned char>(code);
             }
         }
+        return block;
+    };
+    std::size_t i = 0;
+    // Without branches on the length, as in DecodeBytes.
+    if (count <= 128) {
+        const std::size_t block = Smaller(64, count);
+        i = convert(0, block, false);
+        if (i == block) {
+            i += convert(i, count - i, false);
+        }
+        return {i, i};
     }
-    return {count, count};
+    while (i < count) {
+        const std::size_t block = Smaller(64, count - i);
+        const std::size_t good = convert(i, block, true);
+        i += good;
+        if (good < block) {
+            break;
+        }
+    }
+    return {i, i};
 }
 
 Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
@@ -329,7 +350,7 @@ Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_
     std::size_t written = 0;
     std::uint64_t carry = 0; // 1: the last byte read is a lead byte
     while (read < length) {
-        if (carry == 0) {
+        if (carry == 0 && length > 128) { // in short lines it is not worth the branches
             const std::size_t run =
                 WidenASCII(input + read, length - read, output + written, capacity - written);
             read += run;

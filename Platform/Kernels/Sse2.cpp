@@ -33,6 +33,17 @@ void StoreWide(std::uint16_t* output, __m128i bytes) noexcept {
     Store(output + 8, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
 }
 
+// Eight bytes, all of which are mapped. One look-up for two: look-ups are what limits this.
+void Decode8(const std::uint32_t* unitsOfTwo, const unsigned char* input, std::uint16_t* output) noexcept {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, input, sizeof eight);
+    const __m128i first = _mm_loadu_si32(unitsOfTwo + (eight & 0xFFFF));
+    const __m128i second = _mm_loadu_si32(unitsOfTwo + (eight >> 16 & 0xFFFF));
+    const __m128i third = _mm_loadu_si32(unitsOfTwo + (eight >> 32 & 0xFFFF));
+    const __m128i fourth = _mm_loadu_si32(unitsOfTwo + (eight >> 48));
+    Store(output, _mm_unpacklo_epi64(_mm_unpacklo_epi32(first, second), _mm_unpacklo_epi32(third, fourth)));
+}
+
 } // namespace
 
 Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_t length,
@@ -51,20 +62,34 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
             StoreWide(output + i + 32, c);
             StoreWide(output + i + 48, d);
         } else if (table.unitsOfTwo != nullptr) {
-            // One look-up for two bytes: look-ups are what limits this loop.
             for (std::size_t k = i; k < i + 64; k += 8) {
-                std::uint64_t eight = 0;
-                std::memcpy(&eight, input + k, sizeof eight);
-                const __m128i first = _mm_loadu_si32(table.unitsOfTwo + (eight & 0xFFFF));
-                const __m128i second = _mm_loadu_si32(table.unitsOfTwo + (eight >> 16 & 0xFFFF));
-                const __m128i third = _mm_loadu_si32(table.unitsOfTwo + (eight >> 32 & 0xFFFF));
-                const __m128i fourth = _mm_loadu_si32(table.unitsOfTwo + (eight >> 48));
-                Store(output + k, _mm_unpacklo_epi64(_mm_unpacklo_epi32(first, second),
-                                                     _mm_unpacklo_epi32(third, fourth)));
+                Decode8(table.unitsOfTwo, input + k, output + k);
             }
         } else {
             break;
         }
+    }
+    if (table.unitsOfTwo != nullptr && count >= 8) {
+        // Few sizes of blocks, of which the last two overlap: a loop over small ones would be left at another
+        // time for each line.
+        const auto decode = [&](std::size_t place, std::size_t size) {
+            for (std::size_t k = place; k < place + size; k += 8) {
+                Decode8(table.unitsOfTwo, input + k, output + k);
+            }
+        };
+        if (count >= 32) {
+            for (; count - i > 32; i += 32) {
+                decode(i, 32);
+            }
+            decode(count - 32, 32);
+        } else if (count >= 16) {
+            decode(0, 16);
+            decode(count - 16, 16);
+        } else {
+            decode(0, 8);
+            decode(count - 8, 8);
+        }
+        return {count, count};
     }
     const Run rest = PlainDecode(table, input + i, count - i, output + i, count - i);
     return {i + rest.consumed, i + rest.written};
@@ -94,6 +119,13 @@ unsigned Between(__m128i bytes, unsigned char first, unsigned char last) noexcep
     return 0xFFFF & ~static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(below, above)));
 }
 
+// The bits of those of 16 bytes that may be lead bytes.
+std::uint64_t MaybeLeads(const DecodeTable& table, const unsigned char* input) noexcept {
+    const __m128i bytes = Load(input);
+    return Between(bytes, table.ranges[0][0], table.ranges[0][1]) |
+           Between(bytes, table.ranges[1][0], table.ranges[1][1]);
+}
+
 Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_t length,
                     std::uint16_t* output, std::size_t capacity) noexcept {
     std::size_t read = 0;
@@ -111,10 +143,7 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
             }
             std::uint64_t maybeLeads = 0;
             for (unsigned k = 0; k < 64; k += 16) {
-                const __m128i bytes = Load(input + read + k);
-                const std::uint64_t here = Between(bytes, table.ranges[0][0], table.ranges[0][1]) |
-                                           Between(bytes, table.ranges[1][0], table.ranges[1][1]);
-                maybeLeads |= here << k;
+                maybeLeads |= MaybeLeads(table, input + read + k) << k;
             }
             const std::uint64_t leads = EveryOther(maybeLeads);
             std::uint64_t starts = ~(leads << 1);
@@ -133,9 +162,49 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
             read += starts != 0 ? static_cast<unsigned>(__builtin_ctzll(starts)) : 64;
             written += 32;
         }
+        while (length - read >= 16 && capacity - written >= 16 &&
+               _mm_movemask_epi8(Load(input + read)) == 0) {
+            StoreWide(output + written, Load(input + read));
+            read += 16;
+            written += 16;
+        }
+        // The last bytes, and all of a short text: up to 64, in 16s that overlap.
+        const std::size_t left = std::min<std::size_t>(length - read, 64);
+        if (left >= 16) {
+            const unsigned char* const block = input + read;
+            std::uint64_t maybeLeads = 0;
+            for (std::size_t k = 0; k < 64; k += 16) {
+                const std::size_t place = std::min(k, left - 16);
+                maybeLeads |= MaybeLeads(table, block + place) << place;
+            }
+            const std::uint64_t leads = EveryOther(maybeLeads);
+            std::uint64_t starts = ~(leads << 1) & ~std::uint64_t{0} >> (64 - left);
+            starts &= ~(leads & std::uint64_t{1} << (left - 1)); // its second byte is not here
+            for (; starts != 0 && written < capacity; starts &= starts - 1) {
+                const auto start = static_cast<unsigned>(__builtin_ctzll(starts));
+                const std::size_t row = table.rowOf[block[start]];
+                const std::uint16_t unit = table.units[row * 256 + block[start + (row != 0 ? 1 : 0)]];
+                if (unit == DecodeTable::unmapped) {
+                    break;
+                }
+                output[written++] = unit;
+            }
+            const bool all = starts == 0;
+            const std::size_t end = left - (leads >> (left - 1) & 1);
+            read += all ? end : static_cast<unsigned>(__builtin_ctzll(starts));
+        }
     }
     const Run rest = PlainDecode(table, input + read, length - read, output + written, capacity - written);
     return {read + rest.consumed, written + rest.written};
+}
+
+// Encodes 16 units of one byte each and returns codes that hold all bits of theirs. What is not of one byte
+// becomes any byte.
+__m128i Encode16(const EncodeTable& table, const std::uint16_t* input, unsigned char* output) noexcept {
+    const __m128i a = LookUp8(table.codes, input);
+    const __m128i b = LookUp8(table.codes, input + 8);
+    Store(output, _mm_packus_epi16(a, b));
+    return _mm_or_si128(a, b);
 }
 
 Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
@@ -158,13 +227,22 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
         }
         __m128i codes = _mm_setzero_si128();
         for (std::size_t k = 0; k < 64; k += 16) {
-            const __m128i a = LookUp8(table.codes, input + i + k);
-            const __m128i b = LookUp8(table.codes, input + i + k + 8);
-            codes = _mm_or_si128(codes, _mm_or_si128(a, b));
-            Store(output + i + k, _mm_packus_epi16(a, b)); // what is unmapped becomes any byte
+            codes = _mm_or_si128(codes, Encode16(table, input + i + k, output + i + k));
         }
         if (!AreZero(_mm_srli_epi16(codes, 8))) {
             break;
+        }
+    }
+    if (count - i < 64 && count >= 16) {
+        std::size_t place = i;
+        __m128i codes = _mm_setzero_si128();
+        for (; count - place > 16; place += 16) {
+            codes = _mm_or_si128(codes, Encode16(table, input + place, output + place));
+        }
+        // Some of them again.
+        codes = _mm_or_si128(codes, Encode16(table, input + count - 16, output + count - 16));
+        if (AreZero(_mm_srli_epi16(codes, 8))) {
+            return {count, count};
         }
     }
     const Run rest = PlainEncode(table, input + i, count - i, output + i, count - i);
@@ -199,6 +277,14 @@ Run Sse2EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::s
             ++read;
         }
         read = end;
+    }
+    for (; read < length && capacity - written >= 2; ++read) {
+        const std::uint16_t code = table.codes[input[read]];
+        if (code == EncodeTable::unmapped) {
+            return {read, written};
+        }
+        std::memcpy(output + written, &code, sizeof code);
+        written += code > 0xFF ? 2 : 1;
     }
     const Run rest = PlainEncode(table, input + read, length - read, output + written, capacity - written);
     return {read + rest.consumed, written + rest.written};

@@ -322,6 +322,9 @@ Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output
             in += 32;
         }
         const std::size_t room = capacity - out;
+        if (room == 0) {
+            return {in, out};
+        }
         auto count = static_cast<unsigned>(Smaller(32, length - in));
         const std::uint32_t taken = FirstOf32(count);
         const __m512i units = _mm512_maskz_loadu_epi16(taken, input + in);

@@ -67,7 +67,8 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     // Without a map (a table that was never filled, or whose file was damaged) the entries say it all.
     const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{2});
     const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
-    auto result = MultiByteStringImpl::CreateForWriting(capacity);
+    auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
+                                     : MultiByteStringImpl::CreateForWriting(capacity);
     char* const output = result->WritingPlace();
     std::size_t taken = 0;
     std::size_t written = 0;
