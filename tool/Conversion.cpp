@@ -14,6 +14,10 @@ namespace {
 constexpr std::size_t chunkSize = 65536;
 constexpr std::size_t longestCharacter = 8;
 
+// What one unit becomes at most, but for escape sequences: most chunks are one write, which costs the system
+// less than several.
+constexpr std::size_t bytesOfUnit = 3;
+
 // The policy of the half that works in `charset`.
 TextPolicy PolicyFor(const Charset& charset, const Charset& to, const Conversion::Policy& policy) {
     TextPolicy result;
@@ -25,8 +29,19 @@ TextPolicy PolicyFor(const Charset& charset, const Charset& to, const Conversion
     return result;
 }
 
+// Stretch by stretch, in a counter as wide as a unit: so the compiler compares and counts whole vectors.
 std::uint64_t CountLineFeeds(std::span<const wchar16> units) {
-    return static_cast<std::uint64_t>(std::count(units.begin(), units.end(), wchar16{'\n'}));
+    std::uint64_t count = 0;
+    while (!units.empty()) {
+        const std::span<const wchar16> stretch = units.first(std::min<std::size_t>(units.size(), 0xFFFF));
+        std::uint16_t ofStretch = 0;
+        for (const wchar16 unit : stretch) {
+            ofStretch = static_cast<std::uint16_t>(ofStretch + (unit == '\n' ? 1 : 0));
+        }
+        count += ofStretch;
+        units = units.subspan(stretch.size());
+    }
+    return count;
 }
 
 } // namespace
@@ -41,7 +56,7 @@ Conversion::Conversion(Charset source, Charset target, const Policy& textPolicy)
       targetDivergence(to),
       decoder(MakeDecoder(from, policy)), // made anew for each text; here so that a refusal comes first
       units(longestCharacter + chunkSize),
-      encoded(chunkSize) {}
+      encoded(bytesOfUnit * units.size()) {}
 
 void Conversion::ReadFrom(const Charset& charset) {
     if (charset.name == from.name && charset.form == from.form && charset.standard == from.standard) {

@@ -1,6 +1,7 @@
 #include "Decoders.h"
 
 #include "CodePage/TextDecoder.h"
+#include "CodeUnits.h"
 
 #include <algorithm>
 #include <array>
@@ -36,6 +37,7 @@ public:
     TextResult Convert(std::span<const char> input, std::span<wchar16> output, bool end) override {
         TextResult result;
         for (;;) {
+            ConvertRun(input, output, result);
             while (length < Wanted() && result.consumed < input.size()) {
                 kept[length++] = static_cast<unsigned char>(input[result.consumed++]);
             }
@@ -71,6 +73,24 @@ private:
 
     static bool IsLeading(wchar16 unit) noexcept { return (unit & 0xFC00u) == 0xD800u; }
     static bool IsTrailing(wchar16 unit) noexcept { return (unit & 0xFC00u) == 0xDC00u; }
+
+    // Takes the units up to the next surrogate, unless something is kept or to be looked at first.
+    void ConvertRun(std::span<const char> input, std::span<wchar16> output, TextResult& result) noexcept {
+        if (length != 0 || failed || (offset == 0 && form == Charset::Form::UTF16)) {
+            return;
+        }
+        std::size_t taken = runLength;
+        while (taken == runLength) {
+            const std::size_t count = std::min({runLength, (input.size() - result.consumed) / sizeof(wchar16),
+                                                output.size() - result.written});
+            const std::span<wchar16> units = output.subspan(result.written, count);
+            CopyUnits(input.data() + result.consumed, units.data(), count, IsBigEndian());
+            taken = CountBeforeSurrogate(units);
+            result.consumed += taken * sizeof(wchar16);
+            result.written += taken;
+            offset += taken * sizeof(wchar16);
+        }
+    }
 
     // The bytes to look at before a character can be told.
     std::size_t Wanted() const noexcept { return length >= 2 && IsLeading(Unit(0)) ? 4 : 2; }
@@ -122,6 +142,8 @@ private:
         output[written++] = policy.decoded;
         Take(count);
     }
+
+    static constexpr std::size_t runLength = 64; // units that are copied before they are looked at
 
     Charset::Form form;
     TextPolicy policy;

@@ -1,7 +1,9 @@
 #include "Encoders.h"
 
 #include "CodePage/TextEncoder.h"
+#include "CodeUnits.h"
 
+#include <algorithm>
 #include <utility>
 
 using namespace KCodePage;
@@ -36,6 +38,10 @@ public:
             markIsDue = false;
         }
         while (result.consumed < input.size()) {
+            ConvertRun(input, output, result);
+            if (result.consumed == input.size()) {
+                break;
+            }
             if (output.size() - result.written < 4) {
                 result.stop = TextStop::OutputFull;
                 return result;
@@ -71,6 +77,20 @@ public:
     const TextSubstitutions& Substitutions() const noexcept override { return substitutions; }
 
 private:
+    // Takes the units up to the next surrogate, unless the other half of one is to come.
+    void ConvertRun(std::span<const wchar16> input, std::span<char> output, TextResult& result) noexcept {
+        if (lead != 0) {
+            return;
+        }
+        const std::size_t room = (output.size() - result.written) / sizeof(wchar16);
+        const std::span<const wchar16> rest = input.subspan(result.consumed);
+        const std::size_t count = CountBeforeSurrogate(rest.first(std::min(rest.size(), room)));
+        CopyUnits(rest.data(), output.data() + result.written, count, bigEndian);
+        result.consumed += count;
+        result.written += count * sizeof(wchar16);
+        offset += count;
+    }
+
     void Put(wchar16 unit, std::span<char> output, std::size_t& written) const noexcept {
         output[written++] = static_cast<char>(bigEndian ? unit >> 8 : unit);
         output[written++] = static_cast<char>(bigEndian ? unit : unit >> 8);

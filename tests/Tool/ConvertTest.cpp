@@ -220,6 +220,34 @@ TEST(ConvertTest, SupplementaryCharactersPassBetweenUtf8AndUtf16) {
                   "encoding");
 }
 
+// What is no surrogate is converted in runs, which end here at every place of a block.
+TEST(ConvertTest, SurrogatesAnywhereInAUtf16TextArePairedOrRefused) {
+    for (std::size_t before = 0; before <= 70; ++before) {
+        const std::string ascii(before, 'x');
+        const std::string utf8 = ascii + "\xF0\x9F\x98\x80" + std::string(70, 'y');
+        std::string littleEndian;
+        std::string bigEndian;
+        for (const char c : ascii) {
+            littleEndian += {c, '\0'};
+            bigEndian += {'\0', c};
+        }
+        const std::string cut = littleEndian + "\x3D\xD8";
+        littleEndian += std::string("\x3D\xD8\x00\xDE", 4);
+        bigEndian += std::string("\xD8\x3D\xDE\x00", 4);
+        for (int i = 0; i < 70; ++i) {
+            littleEndian += {'y', '\0'};
+            bigEndian += {'\0', 'y'};
+        }
+        ExpectSuccess(Convert("utf-16le", "utf-8", littleEndian), utf8, "little-endian");
+        ExpectSuccess(Convert("utf-16be", "utf-8", bigEndian), utf8, "big-endian");
+        ExpectSuccess(Convert("utf-8", "utf-16be", utf8), bigEndian, "to big-endian");
+        ExpectSuccess(Convert("utf-16", "utf-16be", "\xFF\xFE" + littleEndian), bigEndian, "with a mark");
+        const Outcome refused = Convert("utf-16le", "utf-8", cut + littleEndian);
+        ExpectFailure(refused, "byte offset " + std::to_string(2 * before) + ": the bytes 3D D8");
+        EXPECT_EQ(refused.output, ascii);
+    }
+}
+
 TEST(ConvertTest, AByteOrderMarkIsTextAndKept) {
     ExpectSuccess(Convert("utf-8", "utf-16le",
                           "\xEF\xBB\xBF"
