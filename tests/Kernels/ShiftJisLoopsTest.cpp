@@ -190,7 +190,6 @@ TEST_P(ShiftJisLoopsTest, EveryAlignmentGivesWhatTheSlowTableSays) {
     });
 }
 
-// A pair without a code is stepped over, as a caller would.
 TEST_P(ShiftJisLoopsTest, EveryStartAndModeGivesWhatTheSlowTableSays) {
     ForEverySample([](auto* loop, const Table& table, std::string_view text) {
         for (std::size_t start = 0; start <= longest; ++start) {

@@ -74,11 +74,16 @@ ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, co
     const DecodeMap* const leads = decoding ? DecodeMap::Of(*decoding) : nullptr;
     const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data()};
     Kernels::JisLoop* const loop = Kernels::ChosenShiftJisToJis();
+    const auto isLeadByte = [&](char byte) {
+        return leads != nullptr ? table.shiftJis->rowOf[static_cast<unsigned char>(byte)] != 0
+                                : shiftJis->IsLeadingByte(byte);
+    };
 
     // At worst pairs and single bytes alternate, which makes nine bytes of three.
     const std::size_t worst = 3 * inputLength + 2 * escapeLength + 2;
     const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
-    auto result = MultiByteStringImpl::CreateForWriting(capacity);
+    auto result = inputLength >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
+                                          : MultiByteStringImpl::CreateForWriting(capacity);
     Block block(result->WritingPlace(), blockSize);
     const char* const bytes = input->Get();
     bool inJIS = false;
@@ -95,7 +100,7 @@ ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, co
                 break;
             }
         }
-        if (shiftJis->IsLeadingByte(bytes[i])) {
+        if (isLeadByte(bytes[i])) {
             // A lead byte that ends the text pairs with 00.
             const char trail = i + 1 < inputLength ? bytes[i + 1] : '\0';
             const MultiByteCharacter pair(static_cast<unsigned char>(bytes[i]),
