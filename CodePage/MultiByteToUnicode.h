@@ -61,6 +61,8 @@ public:
     std::int32_t Release() const override;
 
 private:
+    friend class DecodeMap; // hands `map` out
+
     const UnicodeCharacterMultiByte* Row(unsigned char byte) const noexcept;
     void CompileMap();
 

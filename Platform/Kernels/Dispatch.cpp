@@ -1,4 +1,5 @@
 #include "Kernels/Levels.h"
+#include "Kernels/ShiftJisLoops.h"
 #include "Kernels/UTF8Loops.h"
 
 #include <algorithm>
@@ -75,6 +76,20 @@ const UTF8Loops& UTF8LoopsOf(Level level) noexcept {
     }
 }
 
+JisLoop* ShiftJisToJisOf(Level level) noexcept {
+    switch (level) {
+#ifdef KCODEPAGE_KERNELS_X86_64
+    case Level::Avx512:
+        return Avx512ShiftJisToJis;
+    case Level::Avx2:
+    case Level::Sse2:
+        return Sse2ShiftJisToJis;
+#endif
+    default:
+        return PlainShiftJisToJis;
+    }
+}
+
 } // namespace
 
 const Loops& Chosen() noexcept {
@@ -93,6 +108,15 @@ const UTF8Loops& ChosenUTF8() noexcept {
 
 const UTF8Loops* UTF8OfLevel(Level level) noexcept {
     return level <= HighestLevel() ? &UTF8LoopsOf(level) : nullptr;
+}
+
+JisLoop* ChosenShiftJisToJis() noexcept {
+    static JisLoop* const chosen = ShiftJisToJisOf(ChosenLevel());
+    return chosen;
+}
+
+JisLoop* ShiftJisToJisOfLevel(Level level) noexcept {
+    return level <= HighestLevel() ? ShiftJisToJisOf(level) : nullptr;
 }
 
 } // namespace Kernels

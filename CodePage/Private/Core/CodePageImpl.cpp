@@ -6,6 +6,7 @@
 #include "CodePage/Private/Core/CodePageFields.h"
 #include "CodePage/Private/Core/ModuleState.h"
 #include "CodePage/Private/Core/ThreadFields.h"
+#include "CodePage/Private/Tables/DecodingTable.h"
 #include "FileSystem/Paths.h"
 #include "KSerialization/Streams.h"
 
@@ -125,6 +126,10 @@ CodePageImpl::Tables CodePageImpl::GetTables() const {
     const Fields held = GetFields();
     return {KBase::SmartPtrI<const MultiByteToUnicode>(held->multiByteToUnicode.Get()),
             KBase::SmartPtrI<const UnicodeToMultiByte>(held->unicodeToMultiByte.Get())};
+}
+
+KBase::SmartPtrI<const MultiByteToUnicode> GetDecodingTable(const CodePage& codePage) {
+    return dynamic_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
 }
 
 void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {

@@ -4,9 +4,12 @@
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/Private/Tables/DecodeMap.h"
+#include "CodePage/Private/Tables/DecodingTable.h"
 #include "CodePage/ShiftJisToJis.h"
+#include "Kernels/ShiftJisLoops.h"
 
-#include <array>
+#include <algorithm>
 #include <cstring>
 
 namespace KCodePage {
@@ -16,26 +19,6 @@ namespace {
 constexpr char toJIS[] = "\x1B$B";
 constexpr char toASCII[] = "\x1B(B";
 constexpr std::size_t escapeLength = 3;
-
-// The lead bytes of the Shift-JIS code page. Each byte that occurs is asked about once.
-class LeadBytes {
-public:
-    explicit LeadBytes(const CodePage& shiftJis) noexcept : codePage(shiftJis) {}
-
-    bool Has(char byte) {
-        Answer& answer = answers[static_cast<unsigned char>(byte)];
-        if (answer == Answer::Unknown) {
-            answer = codePage.IsLeadingByte(byte) ? Answer::Yes : Answer::No;
-        }
-        return answer == Answer::Yes;
-    }
-
-private:
-    enum class Answer : unsigned char { Unknown, No, Yes };
-
-    const CodePage& codePage;
-    std::array<Answer, 256> answers{};
-};
 
 // JIS text that grows up to a block. What is appended is counted whether or not it is allowed: callers ask
 // Holds first.
@@ -52,6 +35,10 @@ public:
     }
 
     std::size_t Length() const noexcept { return length; }
+
+    // Where a loop appends by itself, and what it has appended.
+    unsigned char* Place() const noexcept { return reinterpret_cast<unsigned char*>(output + length); }
+    void Advance(std::size_t count) noexcept { length += count; }
 
 private:
     char* output;
@@ -82,17 +69,38 @@ ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, co
         return MakeMultiByteString(nullptr, 0);
     }
     const KBase::ReturnPtrI<CodePage> shiftJis = GetCodePageReference(SHIFT_JIS);
-    LeadBytes leadBytes(*shiftJis);
+    // Without a map all goes character by character.
+    const KBase::SmartPtrI<const MultiByteToUnicode> decoding = GetDecodingTable(*shiftJis);
+    const DecodeMap* const leads = decoding ? DecodeMap::Of(*decoding) : nullptr;
+    const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data()};
+    Kernels::JisLoop* const loop = Kernels::ChosenShiftJisToJis();
+    const auto isLeadByte = [&](char byte) {
+        return leads != nullptr ? table.shiftJis->rowOf[static_cast<unsigned char>(byte)] != 0
+                                : shiftJis->IsLeadingByte(byte);
+    };
 
     // At worst pairs and single bytes alternate, which makes nine bytes of three.
     const std::size_t worst = 3 * inputLength + 2 * escapeLength + 2;
-    auto result = MultiByteStringImpl::CreateForWriting(
-        blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst);
+    const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
+    auto result = inputLength >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
+                                          : MultiByteStringImpl::CreateForWriting(capacity);
     Block block(result->WritingPlace(), blockSize);
     const char* const bytes = input->Get();
     bool inJIS = false;
     for (std::size_t i = 0; i < inputLength;) {
-        if (leadBytes.Has(bytes[i])) {
+        // The loop does not close its last run, and a block stays below its size.
+        if (const std::size_t end = block.Length() + escapeLength + 1; leads != nullptr && end < capacity) {
+            const Kernels::JisRun run = loop(table, inJIS, reinterpret_cast<const unsigned char*>(bytes + i),
+                                             inputLength - i, block.Place(), capacity - end);
+            i += run.consumed;
+            count += static_cast<unsigned>(run.characters);
+            block.Advance(run.written);
+            inJIS = run.inJIS;
+            if (i == inputLength) {
+                break;
+            }
+        }
+        if (isLeadByte(bytes[i])) {
             // A lead byte that ends the text pairs with 00.
             const char trail = i + 1 < inputLength ? bytes[i + 1] : '\0';
             const MultiByteCharacter pair(static_cast<unsigned char>(bytes[i]),

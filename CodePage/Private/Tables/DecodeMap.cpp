@@ -1,11 +1,17 @@
 #include "CodePage/Private/Tables/DecodeMap.h"
 
+#include "CodePage/MultiByteToUnicode.h"
+
 namespace KCodePage {
 
 DecodeMap::DecodeMap(const DecodeMap& other)
     : units(other.units), unitsOfTwo(other.unitsOfTwo), table(other.table), loop(other.loop) {
     table.units = units.data();
     table.unitsOfTwo = unitsOfTwo.empty() ? nullptr : unitsOfTwo.data();
+}
+
+const DecodeMap* DecodeMap::Of(const MultiByteToUnicode& owner) noexcept {
+    return owner.map.get();
 }
 
 void DecodeMap::Prepare() {

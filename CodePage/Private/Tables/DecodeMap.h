@@ -17,12 +17,14 @@
 
 namespace KCodePage {
 
+class MultiByteToUnicode;
+
 class DecodeMap {
 public:
     // `source` answers as MultiByteToUnicode does: GetNumberOfBytesInThisCharacter(text), Convert(byte) and
     // Convert(leadByte, secondByte).
-    template <class Table>
-    explicit DecodeMap(const Table& source) {
+    template <class Source>
+    explicit DecodeMap(const Source& source) {
         std::uint16_t rows = 1;
         for (unsigned byte = 0; byte < 256; ++byte) {
             const char text = static_cast<char>(byte);
@@ -55,6 +57,11 @@ public:
                          std::size_t capacity) const noexcept {
         return loop(table, reinterpret_cast<const unsigned char*>(input), length, output, capacity);
     }
+
+    const Kernels::DecodeTable& Table() const noexcept { return table; }
+
+    // The map of a table; null where it has none.
+    static const DecodeMap* Of(const MultiByteToUnicode& owner) noexcept;
 
 private:
     static wchar16 UnitOf(const UnicodeCharacter& character) noexcept {

@@ -1,0 +1,48 @@
+// The loops of each level from Shift-JIS to JIS text: single bytes as they are, and runs of pairs, as their
+// JIS codes, between escape sequences.
+//
+// The plain loop says what is right; the others give the same results to the last byte. No loop reads
+// anything past the input, and none changes anything past the output.
+
+#pragma once
+
+#include "Kernels/Kernels.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Kernels {
+
+struct JisTable {
+    const DecodeTable* shiftJis; // tells the lead bytes
+    // 65,536, by lead byte * 256 + second byte: first byte * 256 + second byte of the JIS code; 0 for what a
+    // loop leaves to its caller.
+    const std::uint16_t* codes;
+};
+
+struct JisRun {
+    std::size_t consumed;   // bytes of Shift-JIS
+    std::size_t characters; // in them
+    std::size_t written;    // bytes of JIS
+    bool inJIS;             // an escape sequence to JIS is open
+};
+
+// Converts whole characters until the input is used up, the next character with the escape sequence before it
+// does not fit the output, a pair has no code, or a lead byte is the last of the input. `inJIS`: as the loop
+// before left it, false at the beginning.
+using JisLoop = JisRun(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
+                       unsigned char* output, std::size_t capacity) noexcept;
+
+// The loop of the level that Chosen() has, and that of any level, or null where the processor does not have
+// it.
+JisLoop* ChosenShiftJisToJis() noexcept;
+JisLoop* ShiftJisToJisOfLevel(Level level) noexcept;
+
+JisLoop PlainShiftJisToJis;
+// CMakeLists.txt says for which processors there is more.
+#ifdef KCODEPAGE_KERNELS_X86_64
+JisLoop Sse2ShiftJisToJis;
+JisLoop Avx512ShiftJisToJis;
+#endif
+
+} // namespace Kernels

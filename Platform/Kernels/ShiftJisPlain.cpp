@@ -1,0 +1,41 @@
+#include "Kernels/ShiftJisLoops.h"
+
+#include <cstring>
+
+namespace Kernels {
+
+JisRun PlainShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
+                          unsigned char* output, std::size_t capacity) noexcept {
+    constexpr std::size_t escapeLength = 3;
+    JisRun run = {0, 0, 0, inJIS};
+    while (run.consumed < length) {
+        const unsigned char* const character = input + run.consumed;
+        const bool isPair = table.shiftJis->rowOf[*character] != 0;
+        const std::size_t size = isPair ? 2 : 1;
+        const bool changes = isPair != run.inJIS;
+        if (length - run.consumed < size || capacity - run.written < size + (changes ? escapeLength : 0)) {
+            break;
+        }
+        unsigned char bytes[2] = {character[0]};
+        if (isPair) {
+            const std::uint16_t code = table.codes[character[0] * 256u + character[1]];
+            if (code == 0) {
+                break;
+            }
+            bytes[0] = static_cast<unsigned char>(code >> 8);
+            bytes[1] = static_cast<unsigned char>(code);
+        }
+        if (changes) {
+            std::memcpy(output + run.written, isPair ? "\x1B$B" : "\x1B(B", escapeLength);
+            run.written += escapeLength;
+            run.inJIS = isPair;
+        }
+        std::memcpy(output + run.written, bytes, size);
+        run.written += size;
+        run.consumed += size;
+        ++run.characters;
+    }
+    return run;
+}
+
+} // namespace Kernels
