@@ -156,16 +156,15 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
         const __m512i number = _mm512_packus_epi16(_mm512_srli_epi16(a, 7), _mm512_srli_epi16(b, 7));
         const __m512i low = _mm512_packus_epi16(_mm512_and_si512(a, lowHalf), _mm512_and_si512(b, lowHalf));
         const __mmask64 ascii = _mm512_testn_epi8_mask(number, number);
-        __m512i bytes = _mm512_maskz_mov_epi8(ascii, low);
+        __m512i bytes = low;
         __mmask64 known = ascii;
         if (!mayBeASCII || ascii != ~__mmask64{0}) {
-            // A stretch that is not needed is that of ASCII, once more.
             for (unsigned s = 0; s < stretchCount; ++s) {
                 const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
-                bytes =
-                    _mm512_or_si512(bytes, _mm512_maskz_permutex2var_epi8(here, first[s], low, second[s]));
+                bytes = _mm512_mask2_permutex2var_epi8(first[s], bytes, here, second[s]);
+                known |= here;
             }
-            known |= _mm512_test_epi8_mask(bytes, bytes);
+            known &= ascii | _mm512_test_epi8_mask(bytes, bytes);
         }
         _mm512_mask_storeu_epi8(output + i, all, _mm512_permutexvar_epi64(inOrder, bytes));
         if (known != ~__mmask64{0}) {
@@ -350,7 +349,7 @@ Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_
     std::size_t written = 0;
     std::uint64_t carry = 0; // 1: the last byte read is a lead byte
     while (read < length) {
-        if (carry == 0 && length > 128) { // in short lines it is not worth the branches
+        if (carry == 0) {
             const std::size_t run =
                 WidenASCII(input + read, length - read, output + written, capacity - written);
             read += run;
