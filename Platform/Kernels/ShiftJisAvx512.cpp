@@ -1,3 +1,4 @@
+#include "Kernels/Pairs.h"
 #include "Kernels/ShiftJisLoops.h"
 
 #include <cstring>
@@ -12,32 +13,8 @@ constexpr std::size_t blockSize = 64;
 // What a block becomes at most: an escape sequence before each byte.
 constexpr std::size_t blockRoom = 4 * blockSize;
 
-// Each run of bits without its second, fourth and so on: of bytes that may be lead bytes, those that are.
-__mmask64 EveryOther(__mmask64 runs) noexcept {
-    constexpr __mmask64 odd = 0xAAAAAAAAAAAAAAAAu;
-    // The subtraction carries through the runs that begin at an even place.
-    return ((((runs << 1) | odd) - runs) ^ odd) & runs;
-}
-
 __m512i SwapBytes(__m512i units) noexcept {
     return _mm512_or_si512(_mm512_slli_epi16(units, 8), _mm512_srli_epi16(units, 8));
-}
-
-// Eight look-ups. A load and an insertion for each are faster than a gather.
-__m128i LookUp8(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
-    std::uint64_t first = 0;
-    std::uint64_t second = 0;
-    std::memcpy(&first, indexes, sizeof first);
-    std::memcpy(&second, indexes + 4, sizeof second);
-    __m128i a = _mm_cvtsi32_si128(table[first & 0xFFFF]);
-    __m128i b = _mm_cvtsi32_si128(table[second & 0xFFFF]);
-    a = _mm_insert_epi16(a, table[first >> 16 & 0xFFFF], 1);
-    b = _mm_insert_epi16(b, table[second >> 16 & 0xFFFF], 1);
-    a = _mm_insert_epi16(a, table[first >> 32 & 0xFFFF], 2);
-    b = _mm_insert_epi16(b, table[second >> 32 & 0xFFFF], 2);
-    a = _mm_insert_epi16(a, table[first >> 48], 3);
-    b = _mm_insert_epi16(b, table[second >> 48], 3);
-    return _mm_unpacklo_epi64(a, b);
 }
 
 } // namespace

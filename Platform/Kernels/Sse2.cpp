@@ -1,4 +1,5 @@
 #include "Kernels/Levels.h"
+#include "Kernels/Pairs.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,13 +19,6 @@ void Store(void* place, __m128i value) noexcept {
 
 bool AreZero(__m128i value) noexcept {
     return _mm_movemask_epi8(_mm_cmpeq_epi8(value, _mm_setzero_si128())) == 0xFFFF;
-}
-
-// Each run of bits without its second, fourth and so on: of bytes that may be lead bytes, those that are.
-std::uint64_t EveryOther(std::uint64_t runs) noexcept {
-    constexpr std::uint64_t odd = 0xAAAAAAAAAAAAAAAAu;
-    // The subtraction carries through the runs that begin at an even place.
-    return ((((runs << 1) | odd) - runs) ^ odd) & runs;
 }
 
 // Widens 16 bytes.
@@ -93,23 +87,6 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
     }
     const Run rest = PlainDecode(table, input + i, count - i, output + i, count - i);
     return {i + rest.consumed, i + rest.written};
-}
-
-// Eight look-ups.
-__m128i LookUp8(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
-    std::uint64_t first = 0;
-    std::uint64_t second = 0;
-    std::memcpy(&first, indexes, sizeof first);
-    std::memcpy(&second, indexes + 4, sizeof second);
-    __m128i a = _mm_cvtsi32_si128(table[first & 0xFFFF]);
-    __m128i b = _mm_cvtsi32_si128(table[second & 0xFFFF]);
-    a = _mm_insert_epi16(a, table[first >> 16 & 0xFFFF], 1);
-    b = _mm_insert_epi16(b, table[second >> 16 & 0xFFFF], 1);
-    a = _mm_insert_epi16(a, table[first >> 32 & 0xFFFF], 2);
-    b = _mm_insert_epi16(b, table[second >> 32 & 0xFFFF], 2);
-    a = _mm_insert_epi16(a, table[first >> 48], 3);
-    b = _mm_insert_epi16(b, table[second >> 48], 3);
-    return _mm_unpacklo_epi64(a, b);
 }
 
 // The bits of the bytes from `first` to `last`, both from 80 on: as signed bytes they are in the same order.

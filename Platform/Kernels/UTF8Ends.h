@@ -51,8 +51,7 @@ UnitEnds FindUnitEnds(const UTF8Bytes& bytes, unsigned size, unsigned whole) noe
     return {(~(bytes.continues >> 1) | bytes.opensFour << 2) & taken, bytes.opensFour & taken};
 }
 
-// What comes out as the low 16 bits of characters of four bytes, as of those of three, is not yet a
-// surrogate.
+// Makes surrogates of the low 16 bits of characters of four bytes, which come out as those of three do.
 constexpr unsigned leadingSurrogateShift = 4; // of what the first three bytes give
 constexpr unsigned leadingSurrogateBase = 0xD7C0;
 constexpr unsigned trailingSurrogateBits = 0x3FF; // of what the last three bytes give
