@@ -1,5 +1,5 @@
+#include "Kernels/Avx512Parts.h"
 #include "Kernels/Levels.h"
-#include "Kernels/Pairs.h"
 
 #include <cstring>
 #include <immintrin.h>
@@ -24,18 +24,6 @@ constexpr Interleaving MakeInterleaving() noexcept {
 }
 
 alignas(64) constexpr Interleaving interleaving = MakeInterleaving();
-
-__mmask64 FirstOf64(std::size_t count) noexcept {
-    return count >= 64 ? ~__mmask64{0} : _bzhi_u64(~__mmask64{0}, static_cast<unsigned>(count));
-}
-
-__mmask32 FirstOf32(std::size_t count) noexcept {
-    return static_cast<__mmask32>(FirstOf64(count));
-}
-
-std::size_t Smaller(std::size_t a, std::size_t b) noexcept {
-    return a < b ? a : b;
-}
 
 // Bytes from 80 on are looked up in 128 low and 128 high halves of units, which are four registers.
 Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_t length,
@@ -93,15 +81,24 @@ Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_
 
 constexpr __mmask64 firstBytes = 0x5555555555555555u;
 
-__m512i LookUp32(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
-    __m512i found = _mm512_castsi128_si512(LookUp8(table, indexes));
-    found = _mm512_inserti32x4(found, LookUp8(table, indexes + 8), 1);
-    found = _mm512_inserti32x4(found, LookUp8(table, indexes + 16), 2);
-    return _mm512_inserti32x4(found, LookUp8(table, indexes + 24), 3);
-}
-
 void StoreUnits(std::uint16_t* output, __m512i units, std::size_t count) noexcept {
     _mm512_mask_storeu_epi16(output, FirstOf32(count), units);
+}
+
+// Encodes the units that `marked` marks, one by one, where the others of a block are encoded. Returns how far
+// it came: up to one that is left to the caller, or all of the block.
+[[gnu::noinline]] std::size_t EncodeMarked(const EncodeTable& table, std::uint64_t marked,
+                                           const std::uint16_t* input, unsigned char* output,
+                                           std::size_t block) noexcept {
+    for (; marked != 0; marked &= marked - 1) {
+        const std::size_t place = _tzcnt_u64(marked);
+        const std::uint16_t code = table.codes[input[place]];
+        if (code > 0xFF) {
+            return place;
+        }
+        output[place] = static_cast<unsigned char>(code);
+    }
+    return block;
 }
 
 // Units of 80 and above are looked up in the stretches that the table names; what is in none of them, which
@@ -132,28 +129,23 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
         // FF.
         const __m512i number = _mm512_packus_epi16(_mm512_srli_epi16(a, 7), _mm512_srli_epi16(b, 7));
         const __m512i low = _mm512_packus_epi16(_mm512_and_si512(a, lowHalf), _mm512_and_si512(b, lowHalf));
-        const __mmask64 ascii = _mm512_testn_epi8_mask(number, number);
+        const __mmask64 beyondASCII = _mm512_test_epi8_mask(number, number);
         __m512i bytes = low;
-        __mmask64 known = ascii;
-        if (!mayBeASCII || ascii != ~__mmask64{0}) {
+        __mmask64 unknown = 0;
+        if (!mayBeASCII || beyondASCII != 0) {
+            bytes = _mm512_maskz_mov_epi8(~beyondASCII, low);
+            // What is in none of the stretches becomes 0.
             for (unsigned s = 0; s < stretchCount; ++s) {
                 const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
-                bytes = _mm512_mask2_permutex2var_epi8(first[s], bytes, here, second[s]);
-                known |= here;
+                bytes =
+                    _mm512_or_si512(bytes, _mm512_maskz_permutex2var_epi8(here, first[s], low, second[s]));
             }
-            known &= ascii | _mm512_test_epi8_mask(bytes, bytes);
+            unknown = _mm512_mask_testn_epi8_mask(beyondASCII, bytes, bytes);
         }
         _mm512_mask_storeu_epi8(output + i, all, _mm512_permutexvar_epi64(inOrder, bytes));
-        if (known != ~__mmask64{0}) {
-            const __m512i knownInOrder = _mm512_permutexvar_epi64(inOrder, _mm512_movm_epi8(known));
-            for (__mmask64 left = ~_mm512_movepi8_mask(knownInOrder); left != 0; left &= left - 1) {
-                const std::size_t place = i + _tzcnt_u64(left);
-                const std::uint16_t code = table.codes[input[place]];
-                if (code > 0xFF) {
-                    return place - i;
-                }
-                output[place] = static_cast<unsigned char>(code);
-            }
+        if (unknown != 0) [[unlikely]] {
+            const __m512i inPlace = _mm512_permutexvar_epi64(inOrder, _mm512_movm_epi8(unknown));
+            return EncodeMarked(table, _mm512_movepi8_mask(inPlace), input + i, output + i, block);
         }
         return block;
     };
@@ -199,7 +191,7 @@ Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_
         const __mmask64 bytes = _mm512_test_epi8_mask(codes, codes) | firstBytes;
         _mm512_storeu_si512(output + written, _mm512_maskz_compress_epi8(bytes, codes));
         read += 32;
-        written += static_cast<std::size_t>(_mm_popcnt_u64(bytes));
+        written += CountOf(bytes);
     }
     // What is near one of the ends, or before a unit that is not mapped.
     while (read < length) {
@@ -219,12 +211,12 @@ Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_
         }
         const __mmask64 bytes = _mm512_test_epi8_mask(codes, codes) | firstBytes;
         __mmask64 kept = bytes & FirstOf64(2 * whole);
-        auto count = static_cast<std::size_t>(_mm_popcnt_u64(kept));
+        auto count = CountOf(kept);
         if (count > room) {
             // Up to the character of the first byte for which there is no room.
             whole = _tzcnt_u64(_pdep_u64(std::uint64_t{1} << room, kept)) / 2;
             kept &= FirstOf64(2 * whole);
-            count = static_cast<std::size_t>(_mm_popcnt_u64(kept));
+            count = CountOf(kept);
         }
         _mm512_mask_storeu_epi8(output + written, FirstOf64(count), _mm512_maskz_compress_epi8(kept, codes));
         read += whole;
@@ -279,7 +271,7 @@ void FindPairs(const DecodeTable& table, const unsigned char* input, std::size_t
     std::size_t b = 0;
     for (; b < Batch::blockCount && b * 64 < length; ++b) {
         const unsigned char* const place = input + b * 64;
-        const __mmask64 all = FirstOf64(length - b * 64);
+        const __mmask64 all = FirstOf64(Smaller(64, length - b * 64));
         const __m512i bytes = _mm512_maskz_loadu_epi8(all, place);
         const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
         if ((beyondASCII | carry) == 0 && b > 0) {
@@ -295,7 +287,7 @@ void FindPairs(const DecodeTable& table, const unsigned char* input, std::size_t
             _mm512_permutex2var_epi8(_mm512_maskz_compress_epi8(trails, bytes), interleave,
                                      _mm512_maskz_compress_epi8(trails, rowsBefore));
         _mm512_storeu_si512(batch.indexes + count, indexes);
-        count += static_cast<std::size_t>(_mm_popcnt_u64(trails));
+        count += CountOf(trails);
         batch.leads[b] = leads;
         batch.trails[b] = trails;
         carry = leads >> 63;
@@ -360,7 +352,7 @@ Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_
                                     std::uint64_t{_mm512_cmpeq_epi16_mask(second, unmapped)} << 32) &
                                    ends;
             const std::size_t room = capacity - written;
-            const bool isLast = left != 0 || static_cast<std::size_t>(_mm_popcnt_u64(ends)) > room;
+            const bool isLast = left != 0 || CountOf(ends) > room;
             std::size_t taken = block;
             carry = batch.leads[b] >> (block - 1) & 1;
             if (isLast) {
@@ -372,8 +364,8 @@ Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_
             }
             const auto firstEnds = static_cast<__mmask32>(ends);
             const auto secondEnds = static_cast<__mmask32>(ends >> 32);
-            const auto firstCount = static_cast<std::size_t>(_mm_popcnt_u32(firstEnds));
-            const auto secondCount = static_cast<std::size_t>(_mm_popcnt_u32(secondEnds));
+            const auto firstCount = CountOf(firstEnds);
+            const auto secondCount = CountOf(secondEnds);
             StoreUnits(output + written, _mm512_maskz_compress_epi16(firstEnds, first), firstCount);
             written += firstCount;
             StoreUnits(output + written, _mm512_maskz_compress_epi16(secondEnds, second), secondCount);

@@ -40,7 +40,8 @@ __m128i SwapBytes(__m128i units) noexcept {
 }
 
 // The codes of eight pairs; any two bytes are a pair here.
-__m128i LookUp8(const std::uint16_t* codes, const unsigned char* pairs) noexcept {
+[[gnu::always_inline]] inline __m128i LookUp8(const std::uint16_t* codes,
+                                              const unsigned char* pairs) noexcept {
     std::uint64_t first = 0;
     std::uint64_t second = 0;
     std::memcpy(&first, pairs, sizeof first);

@@ -1,3 +1,4 @@
+#include "Kernels/Avx512Parts.h"
 #include "Kernels/UTF8Ends.h"
 #include "Kernels/UTF8Loops.h"
 
@@ -6,22 +7,6 @@
 namespace Kernels {
 
 namespace {
-
-__mmask64 FirstOf64(std::size_t count) noexcept {
-    return count >= 64 ? ~__mmask64{0} : _bzhi_u64(~__mmask64{0}, static_cast<unsigned>(count));
-}
-
-__mmask32 FirstOf32(std::size_t count) noexcept {
-    return count >= 32 ? ~__mmask32{0} : _bzhi_u32(~__mmask32{0}, static_cast<unsigned>(count));
-}
-
-std::size_t Smaller(std::size_t a, std::size_t b) noexcept {
-    return a < b ? a : b;
-}
-
-std::size_t CountOf(std::uint64_t mask) noexcept {
-    return static_cast<std::size_t>(_mm_popcnt_u64(mask));
-}
 
 // By byte, the byte that stands `distance` before it; zero for the first ones.
 struct Behind {

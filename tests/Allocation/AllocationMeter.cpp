@@ -1,5 +1,7 @@
 #include "AllocationMeter.h"
 
+#include "CodePage/Private/Characters/SpareMemory.h"
+
 #include <algorithm>
 #include <malloc.h>
 
@@ -11,6 +13,7 @@ thread_local AllocationMeter::Counts counts;
 } // namespace
 
 AllocationMeter::AllocationMeter() noexcept {
+    KCodePage::SpareMemory::Clear();
     counts = {};
     active = true;
 }
@@ -20,6 +23,7 @@ AllocationMeter::~AllocationMeter() {
 }
 
 AllocationMeter::Counts AllocationMeter::Get() const noexcept {
+    KCodePage::SpareMemory::Clear();
     return counts;
 }
 

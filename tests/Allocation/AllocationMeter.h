@@ -20,6 +20,7 @@ public:
         std::ptrdiff_t live = 0;     // bytes allocated and still held; below 0 where older blocks were freed
         std::ptrdiff_t peak = 0;     // the most that was live at once
     };
+    // What the thread keeps for its next strings it gives back first.
     Counts Get() const noexcept;
 
     // Told by operator new and operator delete. Null counts for nothing.

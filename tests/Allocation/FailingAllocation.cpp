@@ -1,6 +1,7 @@
 #include "FailingAllocation.h"
 
 #include "AllocationMeter.h"
+#include "CodePage/Private/Characters/SpareMemory.h"
 
 #include <cstdlib>
 #include <new>
@@ -62,6 +63,7 @@ void Free(void* memory) noexcept {
 } // namespace
 
 FailingAllocation::FailingAllocation(std::size_t number) noexcept {
+    KCodePage::SpareMemory::Clear(); // what comes from there is not asked for
     state = {true, number, 0, false};
 }
 

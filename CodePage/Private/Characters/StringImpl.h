@@ -8,6 +8,7 @@
 #pragma once
 
 #include "CodePage/MultiByteString.h"
+#include "CodePage/Private/Characters/SpareMemory.h"
 #include "CodePage/UnicodeString.h"
 #include "KSynch/AtomicLong.h"
 
@@ -109,7 +110,7 @@ public:
         // Whoever holds the only reference need not write the count to give it up: nobody else can copy it.
         const std::int32_t count = referenceCount.IsOne() ? 0 : --referenceCount;
         if (count == 0) {
-            delete this;
+            Destroy();
         }
         return count;
     }
@@ -126,25 +127,34 @@ private:
     // has left was never touched and costs addresses, not memory; copying it would cost time.
     static constexpr std::size_t shrinkingLimit = std::size_t{1} << 17;
 
-    struct BytesBehind {
-        std::size_t count;
-    };
-
-    static void* operator new(std::size_t objectSize, BytesBehind bytes) {
-        return ::operator new(objectSize + bytes.count);
-    }
-    static void operator delete(void* object, BytesBehind) noexcept { ::operator delete(object); }
+    // Behind the object may stand more than its size, which only Destroy knows.
     static void operator delete(void* object) noexcept { ::operator delete(object); }
 
     static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references, std::size_t limit) {
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
         if (bytes <= limit) {
-            return new (BytesBehind{bytes}) StringImpl(nullptr, capacity, references);
+            std::size_t all = sizeof(StringImpl) + bytes;
+            void* const place = SpareMemory::Take(all);
+            return ::new (place) StringImpl(nullptr, CapacityIn(all), references);
         }
         std::unique_ptr<Character[]> block(new Character[capacity + 1]);
-        StringImpl* const string = new (BytesBehind{0}) StringImpl(block.get(), capacity, references);
+        StringImpl* const string = new StringImpl(block.get(), capacity, references);
         static_cast<void>(block.release()); // the string's own by now
         return string;
+    }
+
+    void Destroy() const noexcept {
+        if (HasBlock()) {
+            delete this;
+            return;
+        }
+        // There is nothing for the destructor to do. The memory itself is not const.
+        SpareMemory::Keep(const_cast<StringImpl*>(this), sizeof *this + (capacity + 1) * sizeof(Character));
+    }
+
+    // Characters, without the zero, for which a block of `bytes` has room behind the object.
+    static std::size_t CapacityIn(std::size_t bytes) noexcept {
+        return (bytes - sizeof(StringImpl)) / sizeof(Character) - 1;
     }
 
     // `block`: null for a string whose characters stand behind it.

@@ -123,13 +123,13 @@ unsigned int CodePageImpl::GetWindowsAPICodePage() const {
 }
 
 CodePageImpl::Tables CodePageImpl::GetTables() const {
-    const Fields held = GetFields();
-    return {KBase::SmartPtrI<const MultiByteToUnicode>(held->multiByteToUnicode.Get()),
-            KBase::SmartPtrI<const UnicodeToMultiByte>(held->unicodeToMultiByte.Get())};
+    const KSynch::ScopedReadLock hold(*lock);
+    return {KBase::SmartPtrI<const MultiByteToUnicode>(fields->multiByteToUnicode.Get()),
+            KBase::SmartPtrI<const UnicodeToMultiByte>(fields->unicodeToMultiByte.Get())};
 }
 
 KBase::SmartPtrI<const MultiByteToUnicode> GetDecodingTable(const CodePage& codePage) {
-    return dynamic_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
+    return static_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
 }
 
 void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {

@@ -182,10 +182,11 @@ CodePageImpl::ConvertToMultiByteObservingBlockSize(unsigned int& consumed, unsig
                               : EncodeUTF8Block(consumed, blockSize, text, length, substitution);
     case UNICODE_1_1:
         ThrowNotImplemented(blockSize == 0 ? "ConvertToMultiByte" : "ConvertToMultiByteObservingBlockSize");
-    default:
-        return blockSize == 0 ? route.Encoding().Convert(text, length, substitution)
-                              : route.Encoding().ConvertObservingBlockSize(consumed, blockSize, text, length,
-                                                                           substitution);
+    default: {
+        unsigned int unlimited = 0; // kept: where there is no limit, nothing counts as consumed
+        return route.Encoding().ConvertObservingBlockSize(blockSize != 0 ? consumed : unlimited, blockSize,
+                                                          text, length, substitution);
+    }
     }
 }
 
