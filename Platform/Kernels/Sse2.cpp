@@ -226,45 +226,60 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
     return {i + rest.consumed, i + rest.written};
 }
 
+namespace {
+
+// Encodes `count` units from `run` on, for which there is room whatever they become. False where one is not
+// mapped, before which it stops.
+//
+// Two bytes are written for each unit, and the second is kept where there is one: no branch, which would be
+// mispredicted at every change between one-byte and two-byte characters.
+template <unsigned count>
+[[gnu::always_inline]] inline bool EncodeEach(const EncodeTable& table, const std::uint16_t* input,
+                                              unsigned char* output, Run& run) noexcept {
+#pragma GCC unroll 16
+    for (unsigned k = 0; k < count; ++k) {
+        const std::uint16_t code = table.codes[input[run.consumed]];
+        if (code == EncodeTable::unmapped) {
+            return false;
+        }
+        std::memcpy(output + run.written, &code, sizeof code);
+        run.written += code > 0xFF ? 2 : 1;
+        ++run.consumed;
+    }
+    return true;
+}
+
+} // namespace
+
 Run Sse2EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
                     unsigned char* output, std::size_t capacity) noexcept {
     const __m128i nonASCII = _mm_set1_epi16(static_cast<short>(0xFF80));
-    std::size_t read = 0;
-    std::size_t written = 0;
-    while (length - read >= 16 && capacity - written >= 32) {
-        const __m128i a = Load(input + read);
-        const __m128i b = Load(input + read + 8);
+    Run run = {0, 0};
+    while (length - run.consumed >= 16 && capacity - run.written >= 32) {
+        const __m128i a = Load(input + run.consumed);
+        const __m128i b = Load(input + run.consumed + 8);
         if (table.asciiStands && AreZero(_mm_and_si128(_mm_or_si128(a, b), nonASCII))) {
-            Store(output + written, _mm_packus_epi16(a, b));
-            read += 16;
-            written += 16;
-            continue;
+            Store(output + run.written, _mm_packus_epi16(a, b));
+            run.consumed += 16;
+            run.written += 16;
+        } else if (!EncodeEach<16>(table, input, output, run)) {
+            return run;
         }
-        // Two bytes are written for each unit, and the second is kept where there is one: no branch, which
-        // would be mispredicted at every change between one-byte and two-byte characters.
-        const std::size_t end = read + 16;
-#pragma GCC unroll 16
-        for (std::size_t k = 0; k < 16; ++k) {
-            const std::uint16_t code = table.codes[input[read]];
-            if (code == EncodeTable::unmapped) {
-                return {read, written};
-            }
-            std::memcpy(output + written, &code, sizeof code);
-            written += code > 0xFF ? 2 : 1;
-            ++read;
-        }
-        read = end;
     }
-    for (; read < length && capacity - written >= 2; ++read) {
-        const std::uint16_t code = table.codes[input[read]];
-        if (code == EncodeTable::unmapped) {
-            return {read, written};
+    // What is near one of the ends.
+    while (length - run.consumed >= 8 && capacity - run.written >= 16) {
+        if (!EncodeEach<8>(table, input, output, run)) {
+            return run;
         }
-        std::memcpy(output + written, &code, sizeof code);
-        written += code > 0xFF ? 2 : 1;
     }
-    const Run rest = PlainEncode(table, input + read, length - read, output + written, capacity - written);
-    return {read + rest.consumed, written + rest.written};
+    while (length != run.consumed && capacity - run.written >= 2) {
+        if (!EncodeEach<1>(table, input, output, run)) {
+            return run;
+        }
+    }
+    const Run rest = PlainEncode(table, input + run.consumed, length - run.consumed, output + run.written,
+                                 capacity - run.written);
+    return {run.consumed + rest.consumed, run.written + rest.written};
 }
 
 constinit const Loops sse2Loops = {Sse2DecodeBytes, Sse2DecodePairs, true, Sse2EncodeBytes, Sse2EncodePairs};

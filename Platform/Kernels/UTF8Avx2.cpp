@@ -87,8 +87,8 @@ std::size_t StoreWords(__m128i words, unsigned lengths, unsigned char* output) n
 template <bool singly>
 Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
            std::size_t capacity) noexcept {
-    std::size_t in = 0;
-    std::size_t out = 0;
+    std::size_t in = EncodeASCIIBeginning<singly>(input, length, output, capacity);
+    std::size_t out = in;
     while (length - in >= 8 && capacity - out >= 28) { // 16 bytes are written of each four characters
         const std::size_t ascii = EncodeASCII<singly>(input + in, length - in, output + out, capacity - out);
         if (ascii != 0) {

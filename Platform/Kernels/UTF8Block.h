@@ -171,26 +171,64 @@ EncodedUnits EncodeUnits(__m128i units) noexcept {
             ascii, twoByte, count};
 }
 
-// Narrows units to ASCII bytes as far as they are; with `singly`, up to a zero.
+// Narrows units to bytes, if all are ASCII; with `singly`, and none is zero.
+template <bool singly, unsigned size>
+bool EncodeASCIIBlock(const std::uint16_t* input, unsigned char* output) noexcept {
+    __m128i bytes[size / 16];
+    __m128i seen = _mm_setzero_si128();
+    for (unsigned i = 0; i < size / 16; ++i) {
+        const __m128i low = Load(input + 16 * i);
+        const __m128i high = Load(input + 16 * i + 8);
+        seen = _mm_or_si128(seen, _mm_or_si128(low, high));
+        bytes[i] = _mm_packus_epi16(low, high);
+    }
+    const __m128i zero = _mm_setzero_si128();
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(seen, EachUnit(0xFF80)), zero)) != 0xFFFF) {
+        return false;
+    }
+    if (singly) {
+        __m128i least = bytes[0];
+        for (unsigned i = 1; i < size / 16; ++i) {
+            least = _mm_min_epu8(least, bytes[i]);
+        }
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(least, zero)) != 0) {
+            return false;
+        }
+    }
+    for (unsigned i = 0; i < size / 16; ++i) {
+        Store(output + 16 * i, bytes[i]);
+    }
+    return true;
+}
+
+// Narrows units as far as they are ASCII, but for a few at the end; with `singly`, up to a zero.
 template <bool singly>
 std::size_t EncodeASCII(const std::uint16_t* input, std::size_t length, unsigned char* output,
                         std::size_t capacity) noexcept {
     std::size_t done = 0;
-    while (length - done >= 16 && capacity - done >= 16) {
-        const __m128i low = Load(input + done);
-        const __m128i high = Load(input + done + 8);
-        const __m128i beyond = _mm_and_si128(_mm_or_si128(low, high), EachUnit(0xFF80));
-        if (_mm_movemask_epi8(_mm_cmpeq_epi16(beyond, _mm_setzero_si128())) != 0xFFFF) {
-            break;
-        }
-        const __m128i bytes = _mm_packus_epi16(low, high);
-        if (singly && _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, _mm_setzero_si128())) != 0) {
-            break;
-        }
-        Store(output + done, bytes);
+    while (length - done >= 16 && capacity - done >= 16 &&
+           EncodeASCIIBlock<singly, 16>(input + done, output + done)) {
         done += 16;
     }
     return done;
+}
+
+// The same for the beginning of a text, which may be all of it: in larger blocks, and to the end.
+template <bool singly>
+std::size_t EncodeASCIIBeginning(const std::uint16_t* input, std::size_t length, unsigned char* output,
+                                 std::size_t capacity) noexcept {
+    const std::size_t end = length < capacity ? length : capacity;
+    std::size_t done = 0;
+    while (end - done >= 64 && EncodeASCIIBlock<singly, 64>(input + done, output + done)) {
+        done += 64;
+    }
+    if (done == 0 || end - done >= 64) {
+        return done;
+    }
+    done += EncodeASCII<singly>(input + done, end - done, output + done, end - done);
+    // The last ones, and some of those before them again.
+    const bool all = end - done < 16 && EncodeASCIIBlock<singly, 16>(input + end - 16, output + end - 16);
+    return all ? end : done;
 }
 
 } // namespace

@@ -92,8 +92,8 @@ Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output
 template <bool singly>
 Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
            std::size_t capacity) noexcept {
-    std::size_t in = 0;
-    std::size_t out = 0;
+    std::size_t in = EncodeASCIIBeginning<singly>(input, length, output, capacity);
+    std::size_t out = in;
     while (length - in >= 8 && capacity - out >= 25) { // four bytes are written of each character
         const std::size_t ascii = EncodeASCII<singly>(input + in, length - in, output + out, capacity - out);
         if (ascii != 0) {

@@ -43,6 +43,9 @@ public:
         return loop(table, input, length, reinterpret_cast<unsigned char*>(output), capacity);
     }
 
+    // Whether `unit` needs no entry. At such a one, Convert stops for want of room alone.
+    bool Maps(wchar16 unit) const noexcept { return codes[unit] != Kernels::EncodeTable::unmapped; }
+
     // The most bytes that one code unit can become.
     std::size_t MaximumBytes() const noexcept { return maximumBytes; }
 

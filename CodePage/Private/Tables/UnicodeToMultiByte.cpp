@@ -78,7 +78,7 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
                 map->Convert(input + taken, length - taken, output + written, capacity - written);
             taken += run.consumed;
             written += run.written;
-            if (taken == length) {
+            if (taken == length || map->Maps(input[taken])) {
                 break;
             }
         }
