@@ -1,13 +1,10 @@
-// How much memory reading a translation file takes, and that the work of building and converting texts grows
-// with their length only.
+// How much memory reading a translation file takes.
 
 #include "AllocationMeter.h"
 
-#include "CodePage/MultiByteString.h"
 #include "CodePage/MultiByteToUnicode.h"
 #include "CodePage/SerializedTables.h"
 #include "CodePage/TemporaryDirectory.h"
-#include "CodePage/UnicodeString.h"
 #include "CodePage/UnicodeToMultiByte.h"
 
 #include <gtest/gtest.h>
@@ -106,70 +103,6 @@ TEST(AllocationBoundTest, ReadingAnEncodingFileStaysBelowTwoMebibytesAndSixteenT
     for (const std::uint64_t count : {0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFFull}) {
         ExpectWithinBound<UnicodeToMultiByte>("a huge count", Head(932, '?', count) + Record('a', "x"));
     }
-}
-
-// What appending `count` units one by one allocates in all.
-template <class String, class Character>
-AllocationMeter::Counts AppendOneByOne(String* (*create)(const Character*, unsigned), std::size_t count) {
-    const AllocationMeter meter;
-    {
-        const KBase::ReturnPtrI<String> string(create(nullptr, 0));
-        const Character character = 'a';
-        for (std::size_t i = 0; i < count; ++i) {
-            string->Append(&character, 1);
-        }
-        EXPECT_EQ(string->Length(), count);
-    }
-    return meter.Get();
-}
-
-TEST(LinearWorkTest, AppendingOneByOneAllocatesInProportionToTheText) {
-    for (const std::size_t count : {std::size_t{100000}, std::size_t{1000000}}) {
-        const auto bytes = AppendOneByOne<MultiByteString>(CreateMultiByteString, count);
-        EXPECT_LE(bytes.allocated, 5 * count) << count;
-        EXPECT_LE(bytes.allocations, 100u) << count;
-        const auto units = AppendOneByOne<UnicodeString>(CreateUnicodeString, count);
-        EXPECT_LE(units.allocated, 5 * 2 * count) << count;
-        EXPECT_LE(units.allocations, 100u) << count;
-    }
-}
-
-// Every form of text: ASCII, two-byte characters, and what has no mapping, which leaves the fast path.
-TEST(LinearWorkTest, ConvertingAllocatesInProportionToTheTextAndNothingForACharacter) {
-    const KBase::ReturnPtrI<MultiByteToUnicode> decoding(new MultiByteToUnicode(SHIFT_JIS, 932, '?'));
-    decoding->ReadFromWindowsAPI();
-    const KBase::ReturnPtrI<UnicodeToMultiByte> encoding(new UnicodeToMultiByte(SHIFT_JIS, 932, '?'));
-    encoding->ReadFromWindowsAPI();
-    for (const std::size_t length : {std::size_t{1} << 10, std::size_t{1} << 20, std::size_t{1} << 26}) {
-        for (const char* const piece : {"abcd", "\x82\xA0\x88\x9F", "a\x82\xA0\xFF"}) {
-            const std::string bytes = Repeated(piece, length / 4);
-            const AllocationMeter meter;
-            decoding->Convert(bytes.data(), static_cast<unsigned>(bytes.size()), CodePage::SUBSTITUTE);
-            EXPECT_LE(meter.Get().allocations, 8u) << length;
-            EXPECT_LE(meter.Get().allocated, 2 * length + 16384) << length;
-            EXPECT_EQ(meter.Get().live, 0) << length;
-        }
-        for (const KBase::wchar16 unit : KBase::WideString{'a', 0x3042, 0xD800}) {
-            const KBase::WideString units(length, unit);
-            const AllocationMeter meter;
-            encoding->Convert(units.data(), static_cast<unsigned>(units.size()), CodePage::SUBSTITUTE);
-            EXPECT_LE(meter.Get().allocations, 8u) << length;
-            EXPECT_LE(meter.Get().allocated, 2 * length + 16384) << length;
-            EXPECT_EQ(meter.Get().live, 0) << length;
-        }
-    }
-}
-
-TEST(LinearWorkTest, ABlockAllocatesForTheBlockAndNotForTheTextBehindIt) {
-    const KBase::ReturnPtrI<UnicodeToMultiByte> encoding(new UnicodeToMultiByte(SHIFT_JIS, 932, '?'));
-    encoding->ReadFromWindowsAPI();
-    const KBase::WideString units(std::size_t{1} << 20, 0x3042);
-    const AllocationMeter meter;
-    unsigned converted = 0;
-    encoding->ConvertObservingBlockSize(converted, 100, units.data(), static_cast<unsigned>(units.size()),
-                                        CodePage::SUBSTITUTE);
-    EXPECT_EQ(converted, 50u);
-    EXPECT_LE(meter.Get().allocated, 8192u);
 }
 
 } // namespace

@@ -43,3 +43,19 @@ void AllocationMeter::Freed(void* memory) noexcept {
         counts.live -= static_cast<std::ptrdiff_t>(malloc_usable_size(memory));
     }
 }
+
+// The linker lets calls of memcpy come to __wrap_memcpy, and those of __real_memcpy to memcpy.
+extern "C" {
+void* __real_memcpy(void* target, const void* source, std::size_t size);
+void* __real_memmove(void* target, const void* source, std::size_t size);
+
+void* __wrap_memcpy(void* target, const void* source, std::size_t size) {
+    counts.copied += active ? size : 0;
+    return __real_memcpy(target, source, size);
+}
+
+void* __wrap_memmove(void* target, const void* source, std::size_t size) {
+    counts.copied += active ? size : 0;
+    return __real_memmove(target, source, size);
+}
+}

@@ -1,5 +1,5 @@
-// AllocationMeter: counts what the running thread allocates and frees. The program that links this replaces
-// operator new, which tells it (FailingAllocation.cpp).
+// AllocationMeter: counts what the running thread allocates, frees and copies. The program that links this
+// replaces operator new, which tells it (FailingAllocation.cpp), and lets memcpy and memmove come here first.
 // Thread safety: each thread counts for itself; what one allocates another must not free meanwhile.
 
 #pragma once
@@ -19,6 +19,7 @@ public:
         std::size_t allocated = 0;   // bytes of all blocks together
         std::ptrdiff_t live = 0;     // bytes allocated and still held; below 0 where older blocks were freed
         std::ptrdiff_t peak = 0;     // the most that was live at once
+        std::size_t copied = 0;      // bytes by memcpy and memmove, but for those that the compiler resolves
     };
     // What the thread keeps for its next strings it gives back first.
     Counts Get() const noexcept;
