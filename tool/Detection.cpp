@@ -19,9 +19,9 @@ using namespace KCodePage;
 namespace {
 
 // What is judged of a text, from the line on in which it first is more than plain ASCII.
-constexpr std::size_t windowSize = 256 * 1024;
+constexpr std::size_t windowSize = std::size_t{256} * 1024;
 constexpr std::size_t longestLine = 4096; // as far as the window begins with a line
-constexpr std::size_t chunkSize = 64 * 1024;
+constexpr std::size_t chunkSize = std::size_t{64} * 1024;
 
 constexpr std::size_t followed = 4; // candidates that are held against what is behind the window
 

@@ -29,7 +29,7 @@ void ShowHelp(const CLI::App& app, const CLI::Success& help) {
 // What is wrong with the command line. CLI11 has no sentences for an option that is given twice, or without
 // its value.
 std::string Told(const CLI::ParseError& error) {
-    const std::string text = error.what();
+    std::string text = error.what();
     if (error.get_name() == "ArgumentMismatch") {
         const std::string option = text.substr(0, text.find(':'));
         if (text.find("At Most 1 required") != std::string::npos) {

@@ -176,7 +176,7 @@ template <bool singly, unsigned size>
 bool EncodeASCIIBlock(const std::uint16_t* input, unsigned char* output) noexcept {
     __m128i bytes[size / 16];
     __m128i seen = _mm_setzero_si128();
-    for (unsigned i = 0; i < size / 16; ++i) {
+    for (std::size_t i = 0; i < size / 16; ++i) {
         const __m128i low = Load(input + 16 * i);
         const __m128i high = Load(input + 16 * i + 8);
         seen = _mm_or_si128(seen, _mm_or_si128(low, high));
@@ -188,14 +188,14 @@ bool EncodeASCIIBlock(const std::uint16_t* input, unsigned char* output) noexcep
     }
     if (singly) {
         __m128i least = bytes[0];
-        for (unsigned i = 1; i < size / 16; ++i) {
+        for (std::size_t i = 1; i < size / 16; ++i) {
             least = _mm_min_epu8(least, bytes[i]);
         }
         if (_mm_movemask_epi8(_mm_cmpeq_epi8(least, zero)) != 0) {
             return false;
         }
     }
-    for (unsigned i = 0; i < size / 16; ++i) {
+    for (std::size_t i = 0; i < size / 16; ++i) {
         Store(output + 16 * i, bytes[i]);
     }
     return true;
