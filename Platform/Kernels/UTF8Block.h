@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Kernels/UTF8Ends.h"
+#include "Kernels/UTF8Loops.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -229,6 +230,77 @@ std::size_t EncodeASCIIBeginning(const std::uint16_t* input, std::size_t length,
     // The last ones, and some of those before them again.
     const bool all = end - done < 16 && EncodeASCIIBlock<singly, 16>(input + end - 16, output + end - 16);
     return all ? end : done;
+}
+
+// The loops. `Together` moves together what stands with gaps, as each level does it:
+//   PutUnits(units, kept, output)  stores those of eight units that `kept` marks, and others behind them up
+//   to
+//                                  eight; returns how many are kept
+//   PutEncoded(encoded, output)    stores the bytes of the units that were encoded, and others behind them;
+//                                  returns where theirs end
+//   encodedRoom                    bytes that PutEncoded may write
+template <class Together, unsigned size>
+bool DecodeBlock(const unsigned char*& input, std::uint16_t*& output) noexcept {
+    if (IsASCII(input, size)) {
+        Widen(input, size, output);
+        input += size;
+        output += size;
+        return true;
+    }
+    const unsigned whole = WholeCharacters(input + size, size);
+    alignas(16) std::uint16_t units[size];
+    const UnitEnds found = LookAtBytes<size>(input, whole, units);
+    if (found.ends == 0) {
+        return false;
+    }
+    for (unsigned at = 0; at < size; at += 8) {
+        output += Together::PutUnits(Load(units + at), found.ends >> at & 0xFF, output);
+    }
+    input += whole;
+    return true;
+}
+
+template <class Together>
+Run DecodeBlocks(const unsigned char* input, std::size_t length, std::uint16_t* output,
+                 std::size_t capacity) noexcept {
+    const unsigned char* in = input;
+    const unsigned char* const end = input + length;
+    std::uint16_t* out = output;
+    std::uint16_t* const full = output + capacity;
+    while (end - in >= 64 && full - out >= 64 && DecodeBlock<Together, 64>(in, out)) {
+    }
+    while (end - in >= 16 && full - out >= 16 && DecodeBlock<Together, 16>(in, out)) {
+    }
+    return {static_cast<std::size_t>(in - input), static_cast<std::size_t>(out - output)};
+}
+
+template <class Together, bool singly>
+Run EncodeBlocks(const std::uint16_t* input, std::size_t length, unsigned char* output,
+                 std::size_t capacity) noexcept {
+    const std::uint16_t* in = input;
+    const std::uint16_t* const end = input + length;
+    unsigned char* out = output;
+    unsigned char* const full = output + capacity;
+    const auto takeASCII = [&](auto encode) {
+        const std::size_t count =
+            encode(in, static_cast<std::size_t>(end - in), out, static_cast<std::size_t>(full - out));
+        in += count;
+        out += count;
+        return count != 0;
+    };
+    takeASCII(EncodeASCIIBeginning<singly>);
+    while (end - in >= 8 && full - out >= Together::encodedRoom) {
+        if (takeASCII(EncodeASCII<singly>)) {
+            continue;
+        }
+        const EncodedUnits encoded = EncodeUnits<singly>(Load(in));
+        if (encoded.count == 0) {
+            break;
+        }
+        out = Together::PutEncoded(encoded, out);
+        in += encoded.count;
+    }
+    return {static_cast<std::size_t>(in - input), static_cast<std::size_t>(out - output)};
 }
 
 } // namespace

@@ -1,5 +1,4 @@
 #include "Kernels/UTF8Block.h"
-#include "Kernels/UTF8Loops.h"
 
 #include <cstring>
 
@@ -53,74 +52,31 @@ __m128i MoveTogether(__m128i units, const Move& move) noexcept {
     return _mm_or_si128(_mm_xor_si128(units, four), _mm_srli_si128(four, 8));
 }
 
-template <unsigned size>
-bool DecodeBlock(const unsigned char*& input, std::uint16_t*& output) noexcept {
-    if (IsASCII(input, size)) {
-        Widen(input, size, output);
-        input += size;
-        output += size;
-        return true;
+struct Together {
+    static std::size_t PutUnits(__m128i units, unsigned kept, std::uint16_t* output) noexcept {
+        Store(output, MoveTogether(units, moves[kept]));
+        return moves[kept].count;
     }
-    const unsigned whole = WholeCharacters(input + size, size);
-    alignas(16) std::uint16_t units[size];
-    const UnitEnds found = LookAtBytes<size>(input, whole, units);
-    if (found.ends == 0) {
-        return false;
-    }
-    for (unsigned at = 0; at < size; at += 8) {
-        const unsigned ends = found.ends >> at & 0xFF;
-        Store(output, MoveTogether(Load(units + at), moves[ends]));
-        output += moves[ends].count;
-    }
-    input += whole;
-    return true;
-}
 
-Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output,
-           std::size_t capacity) noexcept {
-    const unsigned char* in = input;
-    const unsigned char* const end = input + length;
-    std::uint16_t* out = output;
-    std::uint16_t* const full = output + capacity;
-    while (end - in >= 64 && full - out >= 64 && DecodeBlock<64>(in, out)) {
-    }
-    while (end - in >= 16 && full - out >= 16 && DecodeBlock<16>(in, out)) {
-    }
-    return {static_cast<std::size_t>(in - input), static_cast<std::size_t>(out - output)};
-}
+    static constexpr std::ptrdiff_t encodedRoom = 25; // four bytes of each character
 
-template <bool singly>
-Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
-           std::size_t capacity) noexcept {
-    std::size_t in = EncodeASCIIBeginning<singly>(input, length, output, capacity);
-    std::size_t out = in;
-    while (length - in >= 8 && capacity - out >= 25) { // four bytes are written of each character
-        const std::size_t ascii = EncodeASCII<singly>(input + in, length - in, output + out, capacity - out);
-        if (ascii != 0) {
-            in += ascii;
-            out += ascii;
-            continue;
-        }
-        const EncodedUnits encoded = EncodeUnits<singly>(Load(input + in));
-        if (encoded.count == 0) {
-            break;
-        }
+    static unsigned char* PutEncoded(const EncodedUnits& encoded, unsigned char* output) noexcept {
         alignas(16) std::uint32_t words[8];
         alignas(16) std::int16_t lengths[8];
         Store(words, encoded.low);
         Store(words + 4, encoded.high);
         Store(lengths, _mm_add_epi16(EachUnit(3), _mm_add_epi16(encoded.ascii, encoded.twoByte)));
         for (unsigned i = 0; i < encoded.count; ++i) {
-            std::memcpy(output + out, &words[i], 4);
-            out += static_cast<std::size_t>(lengths[i]);
+            std::memcpy(output, &words[i], 4);
+            output += lengths[i];
         }
-        in += encoded.count;
+        return output;
     }
-    return {in, out};
-}
+};
 
 } // namespace
 
-constinit const UTF8Loops sse2UTF8Loops = {Decode, Encode<false>, Encode<true>};
+constinit const UTF8Loops sse2UTF8Loops = {DecodeBlocks<Together>, EncodeBlocks<Together, false>,
+                                           EncodeBlocks<Together, true>};
 
 } // namespace Kernels
