@@ -25,33 +25,61 @@ constexpr Interleaving MakeInterleaving() noexcept {
 
 alignas(64) constexpr Interleaving interleaving = MakeInterleaving();
 
-// Bytes from 80 on are looked up in 128 low and 128 high halves of units, which are four registers.
+// The units of 64 bytes, each taken as a whole character. Bytes from 80 on are looked up in 128 low and 128
+// high halves of units, which are four registers.
+class OneByteCharacters {
+public:
+    explicit OneByteCharacters(const DecodeTable& table) noexcept
+        : low0(_mm512_loadu_si512(table.lowHalves)),
+          low1(_mm512_loadu_si512(table.lowHalves + 64)),
+          high0(_mm512_loadu_si512(table.highHalves)),
+          high1(_mm512_loadu_si512(table.highHalves + 64)),
+          interleaveFirst(_mm512_load_si512(interleaving.first)),
+          interleaveSecond(_mm512_load_si512(interleaving.second)) {}
+
+    struct Halves {
+        __m512i low;
+        __m512i high;
+    };
+    Halves LookUp(__m512i bytes) const noexcept {
+        const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
+        return {_mm512_mask2_permutex2var_epi8(low0, bytes, beyondASCII, low1),
+                _mm512_maskz_permutex2var_epi8(beyondASCII, high0, bytes, high1)};
+    }
+
+    __m512i First32(const Halves& halves) const noexcept {
+        return _mm512_permutex2var_epi8(halves.low, interleaveFirst, halves.high);
+    }
+    __m512i Second32(const Halves& halves) const noexcept {
+        return _mm512_permutex2var_epi8(halves.low, interleaveSecond, halves.high);
+    }
+
+private:
+    __m512i low0;
+    __m512i low1;
+    __m512i high0;
+    __m512i high1;
+    __m512i interleaveFirst;
+    __m512i interleaveSecond;
+};
+
 Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_t length,
                 std::uint16_t* output, std::size_t capacity) noexcept {
     if (!table.asciiStands) {
         return PlainDecode(table, input, length, output, capacity);
     }
-    const __m512i low0 = _mm512_loadu_si512(table.lowHalves);
-    const __m512i low1 = _mm512_loadu_si512(table.lowHalves + 64);
-    const __m512i high0 = _mm512_loadu_si512(table.highHalves);
-    const __m512i high1 = _mm512_loadu_si512(table.highHalves + 64);
-    const __m512i interleaveFirst = _mm512_load_si512(interleaving.first);
-    const __m512i interleaveSecond = _mm512_load_si512(interleaving.second);
+    const OneByteCharacters characters(table);
     const __m512i ones = _mm512_set1_epi8(-1);
     const std::size_t count = Smaller(length, capacity);
     // Converts a block and returns how far it came.
     const auto convert = [&](std::size_t i, std::size_t block) {
-        const __m512i bytes = _mm512_maskz_loadu_epi8(FirstOf64(block), input + i);
-        const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
-        const __m512i low = _mm512_mask2_permutex2var_epi8(low0, bytes, beyondASCII, low1);
-        const __m512i high = _mm512_maskz_permutex2var_epi8(beyondASCII, high0, bytes, high1);
-        const __mmask64 left = _mm512_cmpeq_epi8_mask(_mm512_and_si512(low, high), ones);
+        const auto halves = characters.LookUp(_mm512_maskz_loadu_epi8(FirstOf64(block), input + i));
+        const __mmask64 left = _mm512_cmpeq_epi8_mask(_mm512_and_si512(halves.low, halves.high), ones);
         const std::size_t good = left == 0 ? block : Smaller(block, _tzcnt_u64(left));
         const __mmask64 stored = FirstOf64(good);
-        _mm512_mask_storeu_epi16(output + i, static_cast<__mmask32>(stored),
-                                 _mm512_permutex2var_epi8(low, interleaveFirst, high));
+        _mm512_mask_storeu_epi16(output + i, static_cast<__mmask32>(stored), characters.First32(halves));
         _mm512_mask_storeu_epi16(output + i + 32, static_cast<__mmask32>(stored >> 32),
-                                 _mm512_permutex2var_epi8(low, interleaveSecond, high));
+                                 characters.Second32(halves));
         return good;
     };
     std::size_t i = 0;
@@ -307,12 +335,7 @@ Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_
     if (!table.asciiStands) {
         return PlainDecode(table, input, length, output, capacity);
     }
-    const __m512i low0 = _mm512_loadu_si512(table.lowHalves);
-    const __m512i low1 = _mm512_loadu_si512(table.lowHalves + 64);
-    const __m512i high0 = _mm512_loadu_si512(table.highHalves);
-    const __m512i high1 = _mm512_loadu_si512(table.highHalves + 64);
-    const __m512i interleaveFirst = _mm512_load_si512(interleaving.first);
-    const __m512i interleaveSecond = _mm512_load_si512(interleaving.second);
+    const OneByteCharacters characters(table);
     const __m512i unmapped = _mm512_set1_epi16(static_cast<short>(DecodeTable::unmapped));
     std::size_t read = 0;
     std::size_t written = 0;
@@ -334,18 +357,14 @@ Run DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_
             const std::size_t block = Smaller(64, length - read);
             const __mmask64 all = FirstOf64(block);
             const __mmask64 trails = batch.trails[b];
-            const __m512i bytes = _mm512_maskz_loadu_epi8(all, input + read);
-            const __mmask64 beyondASCII = _mm512_movepi8_mask(bytes);
-            const __m512i low = _mm512_mask2_permutex2var_epi8(low0, bytes, beyondASCII, low1);
-            const __m512i high = _mm512_maskz_permutex2var_epi8(beyondASCII, high0, bytes, high1);
+            const auto halves = characters.LookUp(_mm512_maskz_loadu_epi8(all, input + read));
             const auto firstTrails = static_cast<__mmask32>(trails);
             const auto secondTrails = static_cast<__mmask32>(trails >> 32);
-            const __m512i first = _mm512_mask_expand_epi16(
-                _mm512_permutex2var_epi8(low, interleaveFirst, high), firstTrails, _mm512_loadu_si512(units));
+            const __m512i first =
+                _mm512_mask_expand_epi16(characters.First32(halves), firstTrails, _mm512_loadu_si512(units));
             units += _mm_popcnt_u32(firstTrails);
-            const __m512i second =
-                _mm512_mask_expand_epi16(_mm512_permutex2var_epi8(low, interleaveSecond, high), secondTrails,
-                                         _mm512_loadu_si512(units));
+            const __m512i second = _mm512_mask_expand_epi16(characters.Second32(halves), secondTrails,
+                                                            _mm512_loadu_si512(units));
             units += _mm_popcnt_u32(secondTrails);
             __mmask64 ends = ~batch.leads[b] & all;
             const __mmask64 left = (_mm512_cmpeq_epi16_mask(first, unmapped) |
