@@ -18,7 +18,12 @@ struct JisTable {
     // 65,536, by lead byte * 256 + second byte: first byte * 256 + second byte of the JIS code; 0 for what a
     // loop leaves to its caller.
     const std::uint16_t* codes;
+    bool isRegular; // each of them is what RegularJisCode says, so that some loops need not look
 };
+
+// The code of a pair by the rule that the two encodings have in common: the grid of 94 rows of 94, of which
+// two go to each lead byte of 81 to 9F and E0 to EF. 0 outside the grid.
+std::uint16_t RegularJisCode(unsigned char leadByte, unsigned char secondByte) noexcept;
 
 struct JisRun {
     std::size_t consumed;   // bytes of Shift-JIS

@@ -72,7 +72,8 @@ ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, co
     // Without a map all goes character by character.
     const KBase::SmartPtrI<const MultiByteToUnicode> decoding = GetDecodingTable(*shiftJis);
     const DecodeMap* const leads = decoding ? DecodeMap::Of(*decoding) : nullptr;
-    const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data()};
+    const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data(),
+                                     irregularCodes == 0};
     Kernels::JisLoop* const loop = Kernels::ChosenShiftJisToJis();
     const auto isLeadByte = [&](char byte) {
         return leads != nullptr ? table.shiftJis->rowOf[static_cast<unsigned char>(byte)] != 0
