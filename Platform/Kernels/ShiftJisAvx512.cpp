@@ -65,16 +65,10 @@ std::uint64_t Kept(std::uint64_t changes, unsigned begin) noexcept {
     return 0x8888888888888888u | _pdep_u64(changes >> begin, 0x1111111111111111u) * 7;
 }
 
-// Stores those of the bytes that are kept, and returns their number.
-std::size_t Store(unsigned char* output, __m512i bytes, std::uint64_t kept, bool isRoomy) noexcept {
-    const __m512i together = _mm512_maskz_compress_epi8(kept, bytes);
-    const std::size_t count = CountOf(kept);
-    if (isRoomy) {
-        _mm512_storeu_si512(output, together);
-    } else {
-        _mm512_mask_storeu_epi8(output, FirstOf64(count), together);
-    }
-    return count;
+// Stores those of the bytes that are kept, and returns their number. What is behind them changes too.
+std::size_t Store(unsigned char* output, __m512i bytes, std::uint64_t kept) noexcept {
+    _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, bytes));
+    return CountOf(kept);
 }
 
 // Those bytes of pairs that have no regular code. Requires: lead bytes of Shift-JIS.
@@ -84,16 +78,16 @@ __mmask64 OffGrid(__m512i bytes, __mmask64 leads, __mmask64 seconds) noexcept {
     return (leads & _mm512_cmpge_epu8_mask(bytes, Set(0xF0))) | (seconds & noSeconds);
 }
 
-// The block at `input` with the regular codes of its pairs. Requires: they have some, and a byte is behind
-// it.
-__m512i RegularCodes(const unsigned char* input, __m512i bytes, __mmask64 leads, __mmask64 seconds) noexcept {
+// The bytes with the regular codes of their pairs. `next`: the byte behind each. Requires: the pairs have
+// some.
+__m512i RegularCodes(__m512i bytes, __m512i next, __mmask64 leads, __mmask64 seconds) noexcept {
     // Twice a lead byte, and where the row of 81 and that of E0 begin.
     const __m512i rows =
         _mm512_add_epi8(_mm512_and_si512(_mm512_add_epi8(bytes, bytes), Set(0x7F)), Set(0x1F));
     const __m512i toCells =
         _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(Set(0x1F), _mm512_movepi8_mask(bytes), Set(0x20)),
                              _mm512_cmpge_epu8_mask(bytes, Set(0x9F)), Set(0x7E));
-    const __mmask64 inSecondRows = leads & _mm512_cmpge_epu8_mask(_mm512_loadu_si512(input + 1), Set(0x9F));
+    const __mmask64 inSecondRows = leads & _mm512_cmpge_epu8_mask(next, Set(0x9F));
     __m512i codes = _mm512_mask_sub_epi8(bytes, seconds, bytes, toCells);
     codes = _mm512_mask_mov_epi8(codes, leads, rows);
     return _mm512_mask_add_epi8(codes, inSecondRows, codes, Set(1));
@@ -106,14 +100,19 @@ JisRun RegularBlocks(const Stretches& stretches, bool inJIS, const unsigned char
     JisRun run = {0, 0, 0, inJIS};
     bool isCut = false;
     bool isCutAfterEscape = false;
-    while (length - run.consumed > blockSize && capacity - run.written >= blockSize) {
+    while (length - run.consumed > blockSize) {
+        const std::size_t room = capacity - run.written;
         const unsigned char* const block = input + run.consumed;
         const __m512i bytes = _mm512_loadu_si512(block);
-        if (!run.inJIS && _mm512_movepi8_mask(bytes) == 0) {
+        // Less than two blocks of ASCII are not worth a branch: where texts are mixed it is a guess.
+        if (length - run.consumed >= 2 * blockSize && room >= 2 * blockSize &&
+            (_mm512_movepi8_mask(_mm512_or_si512(bytes, _mm512_loadu_si512(block + blockSize))) |
+             (run.inJIS ? 1 : 0)) == 0) {
             _mm512_storeu_si512(output + run.written, bytes);
-            run.consumed += blockSize;
-            run.characters += blockSize;
-            run.written += blockSize;
+            _mm512_storeu_si512(output + run.written + blockSize, _mm512_loadu_si512(block + blockSize));
+            run.consumed += 2 * blockSize;
+            run.characters += 2 * blockSize;
+            run.written += 2 * blockSize;
             continue;
         }
         const std::uint64_t first = isCut ? 1 : 0;
@@ -121,15 +120,13 @@ JisRun RegularBlocks(const Stretches& stretches, bool inJIS, const unsigned char
         const std::uint64_t seconds = leads << 1 | first;
         const std::uint64_t ofPairs = leads | seconds;
         const std::uint64_t changes = Changes(ofPairs, run.inJIS);
-        const std::size_t needed = blockSize + escapeLength * CountOf(changes);
-        const std::size_t room = capacity - run.written;
-        if (room < needed || OffGrid(bytes, leads, seconds) != 0) {
+        if (room < blockSize + escapeLength * CountOf(changes) || OffGrid(bytes, leads, seconds) != 0) {
             break;
         }
-        const __m512i codes = RegularCodes(block, bytes, leads, seconds);
+        const __m512i codes = RegularCodes(bytes, _mm512_loadu_si512(block + 1), leads, seconds);
         for (unsigned begin = 0; begin < blockSize; begin += quarter) {
-            run.written += Store(output + run.written, WithEscapes(codes, ofPairs, begin),
-                                 Kept(changes, begin), room >= needed + blockSize);
+            run.written +=
+                Store(output + run.written, WithEscapes(codes, ofPairs, begin), Kept(changes, begin));
         }
         run.consumed += blockSize;
         run.characters += blockSize - CountOf(seconds);
@@ -160,7 +157,8 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
     JisRun run = {0, 0, 0, inJIS};
     if (table.shiftJis->hasRanges) {
         const Stretches stretches(table.shiftJis->ranges);
-        if (IsRegular(table)) {
+        const bool isRegular = IsRegular(table);
+        if (isRegular) {
             run = RegularBlocks(stretches, inJIS, input, length, output, capacity);
         }
         while (run.consumed < length) {
@@ -170,7 +168,7 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
             const __m512i bytes = _mm512_maskz_loadu_epi8(all, input + run.consumed);
             if (!run.inJIS && _mm512_movepi8_mask(bytes) == 0) {
                 const std::size_t size = Smaller(inBlock, room);
-                _mm512_mask_storeu_epi8(output + run.written, FirstOf64(size), bytes);
+                _mm512_storeu_si512(output + run.written, bytes);
                 run.consumed += size;
                 run.characters += size;
                 run.written += size;
@@ -185,14 +183,23 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
             leads = _bzhi_u64(leads, static_cast<unsigned>(inBlock - 1));
             const std::uint64_t ofPairs = leads | leads << 1;
 
-            alignas(64) std::uint16_t indexes[32];
-            _mm512_store_si512(indexes, SwapBytes(_mm512_maskz_compress_epi8(ofPairs, bytes)));
-            const __m512i codes = LookUp32(table.codes, indexes);
-            if (_bzhi_u32(_mm512_testn_epi16_mask(codes, codes), static_cast<unsigned>(CountOf(leads))) !=
-                0) {
-                break; // a pair without a code, up to which the other loop goes
+            __m512i jis;
+            if (isRegular) {
+                if (OffGrid(bytes, leads, leads << 1) != 0) {
+                    break; // a pair without a code, up to which the other loop goes
+                }
+                const __m512i next = _mm512_maskz_loadu_epi8(all >> 1, input + run.consumed + 1);
+                jis = RegularCodes(bytes, next, leads, leads << 1);
+            } else {
+                alignas(64) std::uint16_t indexes[32];
+                _mm512_store_si512(indexes, SwapBytes(_mm512_maskz_compress_epi8(ofPairs, bytes)));
+                const __m512i codes = LookUp32(table.codes, indexes);
+                if (_bzhi_u32(_mm512_testn_epi16_mask(codes, codes), static_cast<unsigned>(CountOf(leads))) !=
+                    0) {
+                    break;
+                }
+                jis = _mm512_mask_expand_epi8(bytes, ofPairs, SwapBytes(codes));
             }
-            const __m512i jis = _mm512_mask_expand_epi8(bytes, ofPairs, SwapBytes(codes));
 
             const std::uint64_t changes = Changes(ofPairs, run.inJIS);
             const auto keptFrom = [&](unsigned begin) {
@@ -201,7 +208,6 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
             };
             const std::size_t needed =
                 size + escapeLength * CountOf(_bzhi_u64(changes, static_cast<unsigned>(size)));
-            const bool isRoomy = room >= needed + blockSize; // for a store that is hardly filled
             const bool isLast = needed > room;
             if (isLast) {
                 // Up to the character for which there is no room, with the escape sequence before it.
@@ -214,8 +220,7 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
                 size -= size > 0 ? leads >> (size - 1) & 1 : 0;
             }
             for (unsigned begin = 0; begin < blockSize; begin += quarter) {
-                run.written +=
-                    Store(output + run.written, WithEscapes(jis, ofPairs, begin), keptFrom(begin), isRoomy);
+                run.written += Store(output + run.written, WithEscapes(jis, ofPairs, begin), keptFrom(begin));
             }
             if (size != 0) {
                 run.inJIS = (ofPairs >> (size - 1) & 1) != 0;

@@ -2,7 +2,7 @@
 // JIS codes, between escape sequences.
 //
 // The plain loop says what is right; the others give the same results to the last byte. No loop reads
-// anything past the input, and none changes anything past the output.
+// anything past the input, and none changes anything past the output and the slack behind it.
 
 #pragma once
 
@@ -31,6 +31,9 @@ struct JisRun {
     std::size_t written;    // bytes of JIS
     bool inJIS;             // an escape sequence to JIS is open
 };
+
+// Bytes behind the capacity that are there too, and that a loop may change.
+inline constexpr std::size_t jisSlack = 64;
 
 // Converts whole characters until the input is used up, the next character with the escape sequence before it
 // does not fit the output, a pair has no code, or a lead byte is the last of the input. `inJIS`: as the loop

@@ -5,6 +5,7 @@
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Private/Core/BasePath.h"
 #include "CodePage/Private/ShiftJis/BalancedOrder.h"
+#include "CodePage/Private/ShiftJis/ThreadJis.h"
 #include "CodePage/Private/Tables/TableFile.h"
 #include "FileSystem/Paths.h"
 #include "KSerialization/Streams.h"
@@ -63,10 +64,13 @@ KBase::ReturnPtrI<ShiftJisToJis> ShiftJisToJis::InstanceReference() {
 }
 
 void ShiftJisToJis::Flush() {
-    KBase::SmartPtrI<ShiftJisToJis> dropped; // goes after the lock
-    const std::lock_guard hold(instanceLock);
-    std::swap(dropped, sShiftJisToJisPtr);
-    ++flushes;
+    {
+        KBase::SmartPtrI<ShiftJisToJis> dropped; // goes after the lock
+        const std::lock_guard hold(instanceLock);
+        std::swap(dropped, sShiftJisToJisPtr);
+        ++flushes;
+    }
+    ThreadJis::NoteChange();
 }
 
 ShiftJisToJis::ShiftJisToJis() : codes(allCodes), irregularCodes(regularCodes) {

@@ -43,6 +43,9 @@ public:
         return loop(table, input, length, reinterpret_cast<unsigned char*>(output), capacity);
     }
 
+    // Whether the unit's character is here, and not left to the table's entries.
+    bool Has(wchar16 unit) const noexcept { return codes[unit] != Kernels::EncodeTable::unmapped; }
+
     // The most bytes that one code unit can become.
     std::size_t MaximumBytes() const noexcept { return maximumBytes; }
 

@@ -67,9 +67,28 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     // Without a map (a table that was never filled, or whose file was damaged) the entries say it all.
     const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{2});
     const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
+    const auto toJIS = [&](const char* shiftJis, std::size_t size) {
+        unsigned int unlimited = 0; // without a limit, the code units converted stay what is told
+        return ShiftJisToJis::ConvertByInstance(blockSize != 0 ? converted : unlimited, blockSize, shiftJis,
+                                                size);
+    };
+    constexpr std::size_t onStack = 8192;
+    if (codePage == ISO_2022_JP && capacity <= onStack) {
+        char shiftJis[onStack];
+        return toJIS(shiftJis, ConvertInto(shiftJis, capacity, converted, input, length, mode));
+    }
     auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
                                      : MultiByteStringImpl::CreateForWriting(capacity);
-    char* const output = result->WritingPlace();
+    result->Finish(ConvertInto(result->WritingPlace(), capacity, converted, input, length, mode));
+    if (codePage == ISO_2022_JP) {
+        return toJIS(result->Get(), result->Length());
+    }
+    return result;
+}
+
+std::size_t UnicodeToMultiByte::ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
+                                            const unsigned short* input, unsigned int length,
+                                            CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
     std::size_t taken = 0;
     std::size_t written = 0;
     while (taken < length) {
@@ -78,8 +97,8 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
                 map->Convert(input + taken, length - taken, output + written, capacity - written);
             taken += run.consumed;
             written += run.written;
-            if (taken == length) {
-                break;
+            if (taken == length || map->Has(input[taken])) {
+                break; // all is taken, or the next character does not fit
             }
         }
         MultiByteCharacter character = Convert(input[taken]);
@@ -98,14 +117,8 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
         written += character.Length();
         ++taken;
     }
-    result->Finish(written);
     converted = static_cast<unsigned int>(taken);
-    if (codePage != ISO_2022_JP) {
-        return result;
-    }
-    const KBase::ReturnPtrI<ShiftJisToJis> shiftJisToJis = ShiftJisToJis::InstanceReference();
-    return blockSize != 0 ? shiftJisToJis->ConvertObservingBlockSize(converted, blockSize, result.Get())
-                          : shiftJisToJis->Convert(result.Get());
+    return written;
 }
 
 void UnicodeToMultiByte::ReadFromWindowsAPI() {
