@@ -76,6 +76,10 @@ private:
     std::size_t ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
                             const unsigned short* input, unsigned int length,
                             CodePage::USE_SUBSTITUTION_CHARACTER mode) const;
+    KBase::ReturnPtrI<MultiByteString> ConvertToJIS(std::size_t capacity, unsigned int& converted,
+                                                    unsigned int blockSize, const unsigned short* input,
+                                                    unsigned int length,
+                                                    CodePage::USE_SUBSTITUTION_CHARACTER mode) const;
     void Store(unsigned short codeUnit, const MultiByteCharacter& character);
     void CompileMap();
 
