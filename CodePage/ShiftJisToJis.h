@@ -14,6 +14,7 @@
 #include "KSynch/AtomicLong.h"
 
 #include <bitset>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -24,6 +25,9 @@ class WriteDataStream;
 } // namespace KSerialization
 
 namespace KCodePage {
+
+class CodePage;
+class MultiByteToUnicode;
 
 class KCODEPAGE_EXPORT ShiftJisToJis : public virtual Table, public virtual KBase::ReferenceCounted {
 public:
@@ -87,7 +91,19 @@ public:
     std::int32_t Release() const override;
 
 private:
-    friend class JisEncoding; // looks single characters up
+    friend class JisEncoding;        // looks single characters up
+    friend class UnicodeToMultiByte; // has Shift-JIS text that is no string
+
+    struct Leads;
+
+    // ConvertObservingBlockSize of the process's table.
+    static KBase::ReturnPtrI<MultiByteString> ConvertByInstance(unsigned& count, unsigned blockSize,
+                                                                const char* bytes, std::size_t length);
+    // `decoding` and `shiftJis`: the table of shift_jis, and the page itself, which is asked for the lead
+    // bytes where the table has no map.
+    KBase::ReturnPtrI<MultiByteString> Convert(unsigned& count, unsigned blockSize, const char* bytes,
+                                               std::size_t length, const MultiByteToUnicode* decoding,
+                                               const CodePage* shiftJis) const;
 
     void AddToFirstByteList(char c);
     void Insert(unsigned short shiftJis, const MultiByteCharacter& jis);
@@ -99,6 +115,7 @@ private:
     std::map<unsigned short, MultiByteCharacter> map; // by Shift-JIS code: lead byte * 256 + trail byte
     std::bitset<256> firstBytes;                      // of the JIS codes
     std::vector<std::uint16_t> codes; // the map's flat look-up: 65,536 JIS codes, 0 for what is not so simple
+    unsigned irregularCodes;          // of these, those that are not as Kernels::RegularJisCode says
     mutable KSynch::AtomicLong referenceCount;
 };
 

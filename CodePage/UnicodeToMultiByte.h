@@ -10,6 +10,7 @@
 #include "KBase/ReferenceCounted.h"
 #include "KSynch/AtomicLong.h"
 
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -71,6 +72,14 @@ private:
         MultiByteCharacter Character() const noexcept { return {valid, single, byte1, byte2}; }
     };
 
+    // Fills `output`, where there is room for `capacity` bytes, and returns how many it wrote.
+    std::size_t ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
+                            const unsigned short* input, unsigned int length,
+                            CodePage::USE_SUBSTITUTION_CHARACTER mode) const;
+    KBase::ReturnPtrI<MultiByteString> ConvertToJIS(std::size_t capacity, unsigned int& converted,
+                                                    unsigned int blockSize, const unsigned short* input,
+                                                    unsigned int length,
+                                                    CodePage::USE_SUBSTITUTION_CHARACTER mode) const;
     void Store(unsigned short codeUnit, const MultiByteCharacter& character);
     void CompileMap();
 

@@ -2,7 +2,7 @@
 // JIS codes, between escape sequences.
 //
 // The plain loop says what is right; the others give the same results to the last byte. No loop reads
-// anything past the input, and none changes anything past the output.
+// anything past the input, and none changes anything past the output and the slack behind it.
 
 #pragma once
 
@@ -18,7 +18,12 @@ struct JisTable {
     // 65,536, by lead byte * 256 + second byte: first byte * 256 + second byte of the JIS code; 0 for what a
     // loop leaves to its caller.
     const std::uint16_t* codes;
+    bool isRegular; // each of them is what RegularJisCode says, so that some loops need not look
 };
+
+// The code of a pair by the rule that the two encodings have in common: the grid of 94 rows of 94, of which
+// two go to each lead byte of 81 to 9F and E0 to EF. 0 outside the grid.
+std::uint16_t RegularJisCode(unsigned char leadByte, unsigned char secondByte) noexcept;
 
 struct JisRun {
     std::size_t consumed;   // bytes of Shift-JIS
@@ -26,6 +31,9 @@ struct JisRun {
     std::size_t written;    // bytes of JIS
     bool inJIS;             // an escape sequence to JIS is open
 };
+
+// Bytes behind the capacity that are there too, and that a loop may change.
+inline constexpr std::size_t jisSlack = 64;
 
 // Converts whole characters until the input is used up, the next character with the escape sequence before it
 // does not fit the output, a pair has no code, or a lead byte is the last of the input. `inJIS`: as the loop

@@ -4,6 +4,19 @@
 
 namespace Kernels {
 
+std::uint16_t RegularJisCode(unsigned char leadByte, unsigned char secondByte) noexcept {
+    const unsigned lead = leadByte;
+    const unsigned second = secondByte;
+    const bool leads = (lead > 0x80 && lead < 0xA0) || (lead > 0xDF && lead < 0xF0);
+    if (!leads || second < 0x40 || second == 0x7F || second > 0xFC) {
+        return 0;
+    }
+    const bool isOddRow = second > 0x9E;
+    const unsigned row = 2 * (lead - (lead < 0xA0 ? 0x81 : 0xC1)) + (isOddRow ? 1 : 0);
+    const unsigned cell = isOddRow ? second - 0x9F : second - (second < 0x7F ? 0x40 : 0x41);
+    return static_cast<std::uint16_t>((0x21 + row) << 8 | (0x21 + cell));
+}
+
 JisRun PlainShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
                           unsigned char* output, std::size_t capacity) noexcept {
     constexpr std::size_t escapeLength = 3;

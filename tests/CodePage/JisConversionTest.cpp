@@ -367,6 +367,53 @@ TEST_F(JisConversionTest, CodePage12BelowABlockOf9TakesOneByteCharactersOnly) {
     EXPECT_EQ(Encode(u"a\u3042"_w, 10), (Result{"a\x1B$B$\"\x1B(B", 2, ""}));
 }
 
+// Shift-JIS text of up to 8,192 bytes stands elsewhere than longer text.
+TEST_F(JisConversionTest, CodePage12ConvertsTextsOfEachSizeAlike) {
+    const auto check = [](std::size_t units, unsigned blockSize) {
+        WideString text;
+        std::string shiftJis;
+        for (std::size_t i = 0; i < units; ++i) {
+            const bool isPair = i % 7 < 3;
+            text += isPair ? u'\u3042' : u'a';
+            shiftJis += isPair ? "\x82\xA0" : "a";
+        }
+        Result expected = Slow::OfServices().Convert(shiftJis, blockSize);
+        expected.count = blockSize != 0 ? expected.count : 0;
+        ASSERT_EQ(Encode(text, blockSize), expected) << units << ' ' << blockSize;
+    };
+    for (std::size_t units = 4080; units < 4110; ++units) {
+        check(units, noLimit);
+    }
+    for (unsigned blockSize = 8180; blockSize < 8200; ++blockSize) {
+        check(20000, blockSize);
+    }
+    for (std::size_t units = 0; units < 4200; units += 13) {
+        check(units, 4096);
+        check(units, noLimit);
+    }
+}
+
+// The units that become so many bytes of Shift-JIS are all converted before any of them becomes JIS.
+TEST_F(JisConversionTest, CodePage12RefusesAUnitThatAShiftJisBlockWouldReach) {
+    const auto failure = [](KBase::WideView text, unsigned& consumed) {
+        return Raised([&] {
+            GetCodePageReference(ISO_2022_JP)
+                ->ConvertToMultiByteObservingBlockSize(consumed, 9, text.data(),
+                                                       static_cast<unsigned>(text.size()),
+                                                       CodePage::THROW_INVALID_CHARACTER);
+        });
+    };
+    unsigned consumed = 0;
+    EXPECT_EQ(failure(u"\u3042\u3042\u3042\u3042\u0E01"_w, consumed).type, "InvalidCharacterException");
+    EXPECT_EQ(consumed, 4u);
+    EXPECT_EQ(failure(u"aaaaaaaaa\u0E01"_w, consumed).type, "InvalidCharacterException"); // the block is full
+    EXPECT_EQ(consumed, 9u);
+    EXPECT_EQ(failure(u"aaaaaaaaaa\u0E01"_w, consumed).type, "nothing");
+    EXPECT_EQ(consumed, 8u);
+    EXPECT_EQ(failure(u"\u3042\u3042\u3042\u3042\u3042\u0E01"_w, consumed).type, "nothing");
+    EXPECT_EQ(consumed, 1u);
+}
+
 // Against other converters. Where the bytes 5C and 7E stand for is a matter of taste: they are left out.
 
 std::string ShiftJisOf(unsigned row, unsigned cell) {

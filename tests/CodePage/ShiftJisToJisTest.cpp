@@ -443,6 +443,71 @@ TEST_F(ShiftJisToJisTest, AllKeysAndManyOfEach) {
     EXPECT_TRUE(Written(*table) == File(InFileOrder(Entries(slow.map.begin(), slow.map.end()))));
 }
 
+// A table that has all regular codes and no others is not looked up.
+
+// The entry's character, and others around it.
+void ExpectConvertsAs(ShiftJisToJis& table, const Entries& entries, unsigned key) {
+    Slow slow;
+    slow.Read(entries);
+    slow.isLeadByte = CodePageSources::Get(932).isLeadByte;
+    std::string text;
+    for (int i = 0; i < 100; ++i) {
+        text += "\x88\x9F\xE0\x40";
+    }
+    ASSERT_EQ(Convert(table, text, 0), slow.Convert(text, 0));
+    text[200] = static_cast<char>(key >> 8);
+    text[201] = static_cast<char>(key);
+    ASSERT_EQ(Convert(table, text, 0), slow.Convert(text, 0)) << key;
+}
+
+TEST_F(ShiftJisToJisTest, OneEntryThatIsNotRegularIsFound) {
+    std::mt19937 random(33);
+    const Entries& regular = DumpedEntries();
+    for (int round = 0; round < 60; ++round) {
+        Entries entries = regular;
+        const auto place = static_cast<std::size_t>(random() % entries.size());
+        const unsigned key = entries[place].first;
+        switch (round % 4) {
+        case 0:
+            entries[place].second = Jis(random() % 0x10000);
+            break;
+        case 1:
+            entries[place].second.valid = 0;
+            break;
+        case 2:
+            entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(place));
+            break;
+        default:
+            entries.emplace_back(0xF040 + random() % 0x30, Jis(0x2121));
+            ExpectConvertsAs(*MakeFrom(File(entries)), entries, entries.back().first);
+            continue;
+        }
+        ExpectConvertsAs(*MakeFrom(File(entries)), entries, key);
+    }
+}
+
+TEST_F(ShiftJisToJisTest, ATableBecomesRegularAndIrregularByWhatIsReadAndCopied) {
+    const Entries& all = DumpedEntries();
+    const Entries odd = {{0xF040, Jis(0x2121)}};
+    Entries allAndOdd = all;
+    allAndOdd.push_back(odd.front());
+    const Pointer table = MakeFrom(File(Entries(all.begin(), all.begin() + 4000)));
+    const Pointer copy = Make();
+    *copy = *table;
+    Load(*table, File(Entries(all.begin() + 3000, all.end())));
+    ExpectConvertsAs(*table, all, 0x8140);
+    ExpectConvertsAs(*copy, Entries(all.begin(), all.begin() + 4000), 0xEF40);
+    Load(*copy, File(odd));
+    Load(*copy, File(all));
+    ExpectConvertsAs(*copy, allAndOdd, 0xF040);
+    *copy = *table;
+    ExpectConvertsAs(*copy, all, 0xF040);
+    Load(*copy, File(odd));
+    ExpectConvertsAs(*copy, allAndOdd, 0xF040);
+    ExpectConvertsAs(*Pointer(new ShiftJisToJis(*copy)), allAndOdd, 0xF040);
+    ExpectConvertsAs(*table, all, 0xF040);
+}
+
 // Copies.
 
 TEST_F(ShiftJisToJisTest, ACopyHasEntriesOfItsOwn) {

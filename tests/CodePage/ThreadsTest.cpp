@@ -335,6 +335,35 @@ TEST(ThreadsTest, JisTextGoesTogetherWithEveryKindOfFlush) {
     });
 }
 
+TEST(ThreadsTest, JisTextGoesTogetherWithAShiftJisPageThatBecomesOtherPages) {
+    const TimeLimit limit("eight threads, two of which change the page");
+    const Initializer initializer;
+    SetBasePath(u"UseWindowsAPI"_w);
+    const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(ISO_2022_JP)); // outlives its fields
+    Crowd crowd;
+    crowd.Run(200, [&](int thread, int round) {
+        if (thread == 0) {
+            // The one tells the lead bytes, the next has none, and the last has no table.
+            constexpr int numbers[] = {11, 15, 20};
+            DeSerialize(dynamic_cast<CodePageImpl&>(*GetCodePageReference(11)), numbers[round % 3]);
+            return;
+        }
+        if (thread == 1) {
+            if (round % 10 == 0) {
+                FlushCodePageCaches();
+            }
+            DeSerialize(*object, 12);
+            return;
+        }
+        for (int time = 0; time < 3; ++time) {
+            const std::string seen = Encode(*object, u"\u3042\u3042"_w);
+            if (seen != "\x1B$B$\"$\"\x1B(B" && seen != "\x82\xA0\x82\xA0") {
+                crowd.Complain("saw " + seen);
+            }
+        }
+    });
+}
+
 TEST(ThreadsTest, AllThreadsThatAskForTheShiftJisToJisTableFirstOfAllGetOneObject) {
     for (int round = 0; round < 10; ++round) {
         const TimeLimit limit("eight threads asking for the table at once");

@@ -1,6 +1,7 @@
 #include "Kernels/ShiftJisLoops.h"
 
 #include "KernelTables.h"
+#include "OperatingSystem/CodePageSources.h"
 #include "UTF8/ExactBuffer.h"
 
 #include <gtest/gtest.h>
@@ -30,16 +31,26 @@ std::ostream& operator<<(std::ostream& stream, const Result& result) {
                   << ": " << testing::PrintToString(result.output);
 }
 
-// A table of every make-up of lead bytes. Some pairs have no code.
+// Codes of no order. Some pairs have none.
+std::vector<std::uint16_t> RandomCodes() {
+    std::vector<std::uint16_t> codes(0x10000);
+    std::mt19937 random(5);
+    for (auto& code : codes) {
+        code = static_cast<std::uint16_t>(random() % 300 == 0 ? 0 : 1 + random() % 0xFFFF);
+    }
+    return codes;
+}
+
+// Those of the operating system.
+const std::vector<std::uint16_t>& DumpedCodes() {
+    static const std::vector<std::uint16_t> codes = CodePageSources::ReadShiftJisToJis().jis;
+    return codes;
+}
+
 class Table {
 public:
-    explicit Table(const KernelTables::Decoding& leads) : decoding(leads), codes(0x10000) {
-        std::mt19937 random(5);
-        for (auto& code : codes) {
-            code = static_cast<std::uint16_t>(random() % 300 == 0 ? 0 : 1 + random() % 0xFFFF);
-        }
-        table = {&decoding.table, codes.data()};
-    }
+    Table(const KernelTables::Decoding& leads, std::vector<std::uint16_t> jis, bool isRegular)
+        : decoding(leads), codes(std::move(jis)), table{&decoding.table, codes.data(), isRegular} {}
 
     const Kernels::JisTable& Get() const { return table; }
 
@@ -84,12 +95,12 @@ private:
     Kernels::JisTable table;
 };
 
-// In blocks of exactly the sizes needed, both so many bytes behind their beginnings.
+// In blocks of exactly the sizes allowed, both so many bytes behind their beginnings.
 Result RunLoop(Kernels::JisLoop* loop, const Table& table, std::string_view text, bool inJIS,
                std::size_t capacity, std::size_t inputOffset = 0, std::size_t outputOffset = 0) {
     ExactBuffer<unsigned char> input(inputOffset + text.size());
     std::copy(text.begin(), text.end(), input.Get() + inputOffset);
-    ExactBuffer<unsigned char> output(outputOffset + capacity);
+    ExactBuffer<unsigned char> output(outputOffset + capacity + Kernels::jisSlack);
     unsigned char* const place = output.Get() + outputOffset;
     const JisRun run = loop(table.Get(), inJIS, input.Get() + inputOffset, text.size(), place, capacity);
     EXPECT_LE(run.written, capacity);
@@ -103,8 +114,12 @@ std::string Runs(std::size_t size, unsigned mostPairs, unsigned mostSingles) {
     std::string text;
     while (text.size() < size) {
         for (auto i = random() % (mostPairs + 1); i > 0; --i) {
-            text += static_cast<char>(random() % 2 == 0 ? 0x81 + random() % 0x1F : 0xE0 + random() % 0x1D);
-            text += static_cast<char>(0x40 + random() % 0xBD);
+            // Beside the grid now and then.
+            const bool isAny = random() % 60 == 0;
+            const auto trail = static_cast<unsigned>(random() % 0xBC);
+            text += static_cast<char>(random() % 2 == 0 ? 0x81 + random() % 0x1F
+                                                        : 0xE0 + random() % (isAny ? 0x1D : 0x10));
+            text += static_cast<char>(isAny ? random() : trail + (trail < 0x3F ? 0x40 : 0x41));
         }
         for (auto i = random() % (mostSingles + 1); i > 0; --i) {
             text += static_cast<char>(random() % 20 == 0 ? 0xA1 + random() % 0x3F : random() % 0x80);
@@ -148,9 +163,12 @@ protected:
     void ForEverySample(Check check) {
         for (const auto& decoding : KernelTables::AllDecodings()) {
             SCOPED_TRACE(decoding->name);
-            const Table table(*decoding);
+            const Table irregular(*decoding, RandomCodes(), false);
+            const Table regular(*decoding, DumpedCodes(), true);
             for (const std::string& sample : Samples()) {
-                check(Kernels::ShiftJisToJisOfLevel(GetParam()), table, std::string_view(sample));
+                for (const Table* const table : {&irregular, &regular}) {
+                    check(Kernels::ShiftJisToJisOfLevel(GetParam()), *table, std::string_view(sample));
+                }
             }
         }
     }
@@ -200,14 +218,15 @@ TEST_P(ShiftJisLoopsTest, EveryStartAndModeGivesWhatTheSlowTableSays) {
     });
 }
 
-TEST_P(ShiftJisLoopsTest, NothingIsWrittenBehindTheCapacity) {
+TEST_P(ShiftJisLoopsTest, NothingIsWrittenBehindTheSlack) {
     ForEverySample([](auto* loop, const Table& table, std::string_view text) {
         const auto* const input = reinterpret_cast<const unsigned char*>(text.data());
         for (std::size_t capacity = 0; capacity <= longest; ++capacity) {
             std::string output(capacity + 256, '\xA5');
             loop(table.Get(), false, input, text.size(), reinterpret_cast<unsigned char*>(output.data()),
                  capacity);
-            ASSERT_EQ(output.find_first_not_of('\xA5', capacity), std::string::npos) << capacity;
+            ASSERT_EQ(output.find_first_not_of('\xA5', capacity + Kernels::jisSlack), std::string::npos)
+                << capacity;
         }
     });
 }
@@ -216,7 +235,7 @@ TEST_P(ShiftJisLoopsTest, AnEscapeSequenceIsWrittenOnlyWithTheCharacterBehindIt)
     const auto decoding = KernelTables::MakeDecoding("", true, 0, [](unsigned byte) { return byte > 0x80; });
     std::vector<std::uint16_t> codes(0x10000, 0x2122);
     codes[0x8181] = 0;
-    const Kernels::JisTable table = {&decoding->table, codes.data()};
+    const Kernels::JisTable table = {&decoding->table, codes.data(), false};
     auto* const loop = Kernels::ShiftJisToJisOfLevel(GetParam());
     for (std::size_t singles = 0; singles < 70; ++singles) {
         const std::string before(singles, 'a');
@@ -227,6 +246,37 @@ TEST_P(ShiftJisLoopsTest, AnEscapeSequenceIsWrittenOnlyWithTheCharacterBehindIt)
         EXPECT_EQ(output.substr(0, run.written), before);
         EXPECT_EQ(run.consumed, singles);
         EXPECT_FALSE(run.inJIS);
+    }
+}
+
+// Each pair among others, so that it comes to stand wherever a loop may look at it.
+TEST_P(ShiftJisLoopsTest, EveryPairOfTheGridAndAroundItHasTheDumpsCode) {
+    for (const auto& decoding : KernelTables::AllDecodings()) {
+        if (!decoding->table.hasRanges) {
+            continue;
+        }
+        SCOPED_TRACE(decoding->name);
+        const Table table(*decoding, DumpedCodes(), true);
+        std::mt19937 random(8);
+        for (unsigned pair = 0x8000; pair < 0x10000; ++pair) {
+            const auto place = random() % 130;
+            std::string text = (place % 2 != 0 ? "a" : "") + std::string(place / 2 * 2, '\xE0');
+            text += static_cast<char>(pair >> 8);
+            text += static_cast<char>(pair);
+            text += std::string(random() % 130, '\x9F');
+            ASSERT_EQ(RunLoop(Kernels::ShiftJisToJisOfLevel(GetParam()), table, text, false, room),
+                      table.Expected(text, false, room))
+                << testing::PrintToString(text);
+        }
+    }
+}
+
+TEST(RegularJisCodeTest, TheRuleGivesExactlyTheDumpsCodes) {
+    for (unsigned pair = 0; pair < 0x10000; ++pair) {
+        ASSERT_EQ(
+            Kernels::RegularJisCode(static_cast<unsigned char>(pair >> 8), static_cast<unsigned char>(pair)),
+            DumpedCodes()[pair])
+            << pair;
     }
 }
 

@@ -6,6 +6,7 @@
 #include "CodePage/Private/Core/CodePageFields.h"
 #include "CodePage/Private/Core/ModuleState.h"
 #include "CodePage/Private/Core/ThreadFields.h"
+#include "CodePage/Private/ShiftJis/ThreadJis.h"
 #include "CodePage/Private/Tables/DecodingTable.h"
 #include "FileSystem/Paths.h"
 #include "KSerialization/Streams.h"
@@ -100,6 +101,7 @@ void CodePageImpl::Replace(Fields replacement) {
         address.store(fields.Get(), std::memory_order_release);
     }
     ThreadFields::Drop(replacement.Get()); // what was held goes after the lock
+    ThreadJis::NoteChange();
 }
 
 const wchar16* CodePageImpl::GetIANAName() const {

@@ -119,14 +119,13 @@ KBase::ReturnPtrI<MultiByteString> EncodeUTF8Block(unsigned int& consumed, unsig
 
 } // namespace
 
-// The fields that a conversion or query takes from the object, alive for as long as this is.
+// The fields that a conversion or query takes from the object, alive for as long as this is or until the
+// thread converts with others: page 12 may, and then does nothing more with these.
 class CodePageImpl::Route {
 public:
     explicit Route(const CodePageImpl& object) : fields(object.address.load(std::memory_order_acquire)) {
         if (!ThreadFields::Holds(fields)) {
             TakeFrom(object);
-        } else if (fields->codePage == ISO_2022_JP) {
-            own = Fields(fields); // its conversions convert with other pages, for which the thread's may go
         }
     }
 
@@ -140,9 +139,6 @@ private:
     [[gnu::noinline, gnu::cold]] void TakeFrom(const CodePageImpl& object) {
         Fields taken = object.GetFields();
         fields = taken.Get();
-        if (fields->codePage == ISO_2022_JP) {
-            own = taken;
-        }
         if (Fields back = ThreadFields::Hold(std::move(taken))) {
             own = std::move(back);
         }

@@ -4,6 +4,7 @@
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/Private/ShiftJis/ThreadJis.h"
 #include "CodePage/Private/Tables/DecodeMap.h"
 #include "CodePage/Private/Tables/DecodingTable.h"
 #include "CodePage/ShiftJisToJis.h"
@@ -61,18 +62,50 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(const MultiByteString*
     return ConvertObservingBlockSize(count, 0, input);
 }
 
+// What tells the lead bytes of Shift-JIS text.
+struct ShiftJisToJis::Leads {
+    KBase::ReturnPtrI<CodePage> shiftJis = GetCodePageReference(SHIFT_JIS);
+    KBase::SmartPtrI<const MultiByteToUnicode> decoding = GetDecodingTable(*shiftJis);
+};
+
 KBase::ReturnPtrI<MultiByteString>
 ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, const MultiByteString* input) {
     count = 0;
-    const std::size_t inputLength = input->Length();
-    if (inputLength == 0) {
+    const std::size_t length = input->Length();
+    if (length == 0) {
         return MakeMultiByteString(nullptr, 0);
     }
-    const KBase::ReturnPtrI<CodePage> shiftJis = GetCodePageReference(SHIFT_JIS);
+    const Leads leads;
+    return Convert(count, blockSize, input->Get(), length, leads.decoding.Get(), leads.shiftJis.Get());
+}
+
+KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::ConvertByInstance(unsigned& count, unsigned blockSize,
+                                                                    const char* bytes, std::size_t length) {
+    count = 0;
+    if (ThreadJis::IsCurrent() && length != 0) {
+        return ThreadJis::kept.table->Convert(count, blockSize, bytes, length, ThreadJis::kept.leads,
+                                              nullptr);
+    }
+    const std::uint64_t before = ThreadJis::changes;
+    const KBase::ReturnPtrI<ShiftJisToJis> table = InstanceReference();
+    if (length == 0) {
+        return MakeMultiByteString(nullptr, 0);
+    }
+    const Leads leads;
+    if (leads.decoding && DecodeMap::Of(*leads.decoding) != nullptr) {
+        ThreadJis::Keep(before, KBase::SmartPtrI<const ShiftJisToJis>(table.Get()), leads.decoding);
+    }
+    return table->Convert(count, blockSize, bytes, length, leads.decoding.Get(), leads.shiftJis.Get());
+}
+
+KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsigned blockSize,
+                                                          const char* bytes, std::size_t inputLength,
+                                                          const MultiByteToUnicode* decoding,
+                                                          const CodePage* shiftJis) const {
     // Without a map all goes character by character.
-    const KBase::SmartPtrI<const MultiByteToUnicode> decoding = GetDecodingTable(*shiftJis);
-    const DecodeMap* const leads = decoding ? DecodeMap::Of(*decoding) : nullptr;
-    const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data()};
+    const DecodeMap* const leads = decoding != nullptr ? DecodeMap::Of(*decoding) : nullptr;
+    const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data(),
+                                     irregularCodes == 0};
     Kernels::JisLoop* const loop = Kernels::ChosenShiftJisToJis();
     const auto isLeadByte = [&](char byte) {
         return leads != nullptr ? table.shiftJis->rowOf[static_cast<unsigned char>(byte)] != 0
@@ -82,10 +115,10 @@ ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, co
     // At worst pairs and single bytes alternate, which makes nine bytes of three.
     const std::size_t worst = 3 * inputLength + 2 * escapeLength + 2;
     const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
-    auto result = inputLength >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
-                                          : MultiByteStringImpl::CreateForWriting(capacity);
+    auto result = 2 * inputLength >= capacity
+                      ? MultiByteStringImpl::CreateForBlock(capacity + Kernels::jisSlack)
+                      : MultiByteStringImpl::CreateForWriting(capacity + Kernels::jisSlack);
     Block block(result->WritingPlace(), blockSize);
-    const char* const bytes = input->Get();
     bool inJIS = false;
     for (std::size_t i = 0; i < inputLength;) {
         // The loop does not close its last run, and a block stays below its size.

@@ -5,9 +5,11 @@
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Private/Core/BasePath.h"
 #include "CodePage/Private/ShiftJis/BalancedOrder.h"
+#include "CodePage/Private/ShiftJis/ThreadJis.h"
 #include "CodePage/Private/Tables/TableFile.h"
 #include "FileSystem/Paths.h"
 #include "KSerialization/Streams.h"
+#include "Kernels/ShiftJisLoops.h"
 #include "OperatingSystem/CodePages.h"
 
 #include <mutex>
@@ -20,6 +22,7 @@ using KBase::operator""_w;
 namespace {
 
 constexpr std::size_t allCodes = 0x10000;
+constexpr unsigned regularCodes = 94 * 94;
 
 // Guards sShiftJisToJisPtr and `flushes`. Held for no longer than it takes to copy a pointer.
 constinit std::mutex instanceLock;
@@ -61,13 +64,16 @@ KBase::ReturnPtrI<ShiftJisToJis> ShiftJisToJis::InstanceReference() {
 }
 
 void ShiftJisToJis::Flush() {
-    KBase::SmartPtrI<ShiftJisToJis> dropped; // goes after the lock
-    const std::lock_guard hold(instanceLock);
-    std::swap(dropped, sShiftJisToJisPtr);
-    ++flushes;
+    {
+        KBase::SmartPtrI<ShiftJisToJis> dropped; // goes after the lock
+        const std::lock_guard hold(instanceLock);
+        std::swap(dropped, sShiftJisToJisPtr);
+        ++flushes;
+    }
+    ThreadJis::NoteChange();
 }
 
-ShiftJisToJis::ShiftJisToJis() : codes(allCodes) {
+ShiftJisToJis::ShiftJisToJis() : codes(allCodes), irregularCodes(regularCodes) {
     const KBase::WideString basePath = GetBasePath();
     if (UsesWindowsAPI(basePath)) {
         ShiftJisToJis::ReadFromWindowsAPI();
@@ -81,13 +87,15 @@ ShiftJisToJis::ShiftJisToJis(const ShiftJisToJis& other)
       KBase::ReferenceCounted(other),
       map(other.map),
       firstBytes(other.firstBytes),
-      codes(other.codes) {}
+      codes(other.codes),
+      irregularCodes(other.irregularCodes) {}
 
 ShiftJisToJis& ShiftJisToJis::operator=(const ShiftJisToJis& other) {
     ShiftJisToJis copy(other);
     map.swap(copy.map);
     firstBytes = copy.firstBytes;
     codes.swap(copy.codes);
+    irregularCodes = copy.irregularCodes;
     return *this;
 }
 
@@ -111,8 +119,15 @@ void ShiftJisToJis::AddToFirstByteList(char c) {
 
 // An entry that is there stays.
 void ShiftJisToJis::Insert(unsigned short shiftJis, const MultiByteCharacter& jis) {
-    if (map.try_emplace(shiftJis, jis).second && jis.IsValid()) {
+    if (map.try_emplace(shiftJis, jis).second && jis.IsValid() && jis.GetMBChar() != 0) {
         codes[shiftJis] = jis.GetMBChar();
+        const unsigned regular = Kernels::RegularJisCode(static_cast<unsigned char>(shiftJis >> 8),
+                                                         static_cast<unsigned char>(shiftJis));
+        if (codes[shiftJis] == regular) {
+            --irregularCodes;
+        } else if (regular == 0) {
+            ++irregularCodes;
+        }
     }
 }
 

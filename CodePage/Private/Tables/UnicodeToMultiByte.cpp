@@ -59,17 +59,10 @@ UnicodeToMultiByte::Convert(const unsigned short* input, unsigned int length,
     return ConvertObservingBlockSize(converted, 0, input, length, mode);
 }
 
-KBase::ReturnPtrI<MultiByteString>
-UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned int blockSize,
-                                              const unsigned short* input, unsigned int length,
-                                              CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
-    converted = 0;
-    // Without a map (a table that was never filled, or whose file was damaged) the entries say it all.
-    const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{2});
-    const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
-    auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
-                                     : MultiByteStringImpl::CreateForWriting(capacity);
-    char* const output = result->WritingPlace();
+[[gnu::always_inline]] inline std::size_t
+UnicodeToMultiByte::ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
+                                const unsigned short* input, unsigned int length,
+                                CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
     std::size_t taken = 0;
     std::size_t written = 0;
     while (taken < length) {
@@ -79,7 +72,7 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
             taken += run.consumed;
             written += run.written;
             if (taken == length || map->Maps(input[taken])) {
-                break;
+                break; // all is taken, or the next character does not fit
             }
         }
         MultiByteCharacter character = Convert(input[taken]);
@@ -98,14 +91,42 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
         written += character.Length();
         ++taken;
     }
-    result->Finish(written);
     converted = static_cast<unsigned int>(taken);
-    if (codePage != ISO_2022_JP) {
-        return result;
+    return written;
+}
+
+KBase::ReturnPtrI<MultiByteString>
+UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned int blockSize,
+                                              const unsigned short* input, unsigned int length,
+                                              CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
+    converted = 0;
+    // Without a map (a table that was never filled, or whose file was damaged) the entries say it all.
+    const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{2});
+    const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
+    if (codePage == ISO_2022_JP) {
+        return ConvertToJIS(capacity, converted, blockSize, input, length, mode);
     }
-    const KBase::ReturnPtrI<ShiftJisToJis> shiftJisToJis = ShiftJisToJis::InstanceReference();
-    return blockSize != 0 ? shiftJisToJis->ConvertObservingBlockSize(converted, blockSize, result.Get())
-                          : shiftJisToJis->Convert(result.Get());
+    auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
+                                     : MultiByteStringImpl::CreateForWriting(capacity);
+    result->Finish(ConvertInto(result->WritingPlace(), capacity, converted, input, length, mode));
+    return result;
+}
+
+// Apart from the others, which need no such place on the stack.
+[[gnu::noinline]] KBase::ReturnPtrI<MultiByteString>
+UnicodeToMultiByte::ConvertToJIS(std::size_t capacity, unsigned int& converted, unsigned int blockSize,
+                                 const unsigned short* input, unsigned int length,
+                                 CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
+    char onStack[8192];
+    std::unique_ptr<char[]> onHeap;
+    if (capacity > sizeof onStack) {
+        onHeap.reset(new char[capacity]);
+    }
+    char* const shiftJis = onHeap ? onHeap.get() : onStack;
+    const std::size_t size = ConvertInto(shiftJis, capacity, converted, input, length, mode);
+    unsigned int unlimited = 0; // without a limit, the code units converted stay what is told
+    return ShiftJisToJis::ConvertByInstance(blockSize != 0 ? converted : unlimited, blockSize, shiftJis,
+                                            size);
 }
 
 void UnicodeToMultiByte::ReadFromWindowsAPI() {
