@@ -100,7 +100,7 @@ private:
     static KBase::ReturnPtrI<MultiByteString> ConvertByInstance(unsigned& count, unsigned blockSize,
                                                                 const char* bytes, std::size_t length);
     // `decoding` and `shiftJis`: the table of shift_jis, and the page itself, which is asked for the lead
-    // bytes where the table has no map.
+    // bytes where the table has no map; null is allowed for what is not needed.
     KBase::ReturnPtrI<MultiByteString> Convert(unsigned& count, unsigned blockSize, const char* bytes,
                                                std::size_t length, const MultiByteToUnicode* decoding,
                                                const CodePage* shiftJis) const;

@@ -7,8 +7,8 @@ namespace Kernels {
 
 namespace {
 
-constexpr unsigned blockSize = 16;
-constexpr unsigned escapeLength = 3;
+constexpr std::size_t blockSize = 16;
+constexpr std::size_t escapeLength = 3;
 
 // The bytes that may be lead bytes, if the one before them is not: those of two stretches.
 class Stretches {

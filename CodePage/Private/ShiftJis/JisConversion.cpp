@@ -109,7 +109,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
     Kernels::JisLoop* const loop = Kernels::ChosenShiftJisToJis();
     const auto isLeadByte = [&](char byte) {
         return leads != nullptr ? table.shiftJis->rowOf[static_cast<unsigned char>(byte)] != 0
-                                : shiftJis->IsLeadingByte(byte);
+                                : shiftJis != nullptr && shiftJis->IsLeadingByte(byte);
     };
 
     // At worst pairs and single bytes alternate, which makes nine bytes of three.
