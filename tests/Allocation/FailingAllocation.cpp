@@ -5,6 +5,9 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
+
+thread_local void (*beforeFreeing)(void* memory) = nullptr;
 
 namespace {
 
@@ -56,6 +59,10 @@ void* AllocateOrNull(std::size_t size) noexcept {
 }
 
 void Free(void* memory) noexcept {
+    if (auto* const doing = std::exchange(beforeFreeing, nullptr); doing != nullptr) {
+        doing(memory);
+        beforeFreeing = doing;
+    }
     AllocationMeter::Freed(memory);
     std::free(memory);
 }

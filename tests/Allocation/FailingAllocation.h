@@ -6,6 +6,10 @@
 
 #include <cstddef>
 
+// What operator delete of this thread does first, as that of a program does which logs; null for nothing. Not
+// while it is doing it.
+extern thread_local void (*beforeFreeing)(void* memory);
+
 class FailingAllocation {
 public:
     // From now on the `number`-th allocation of this thread, counted from 1, throws std::bad_alloc; later

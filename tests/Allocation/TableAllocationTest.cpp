@@ -88,6 +88,33 @@ TEST(StringAllocationTest, AnAppendThatFailsLeavesTheStringAsItWas) {
     EXPECT_EQ(string->Length(), 10003u);
 }
 
+// A program may have an operator delete of its own, which logs, say.
+TEST(StringAllocationTest, StringsMayBeMadeWhileMemoryIsFreed) {
+    static thread_local void* place = nullptr;
+    static thread_local int made = 0;
+    using Pointer = KBase::ReturnPtrI<MultiByteString>;
+    const auto create = [](unsigned length) {
+        return Pointer(CreateMultiByteString(std::string(length, 'x').data(), length));
+    };
+    for (const unsigned length : {10u, 4000u}) {
+        for (int round = 0; round < 3; ++round) {
+            Pointer first = create(length);
+            Pointer second = create(length);
+            first = nullptr; // kept, and freed when the next is kept in its place
+            beforeFreeing = [](void* memory) {
+                const Pointer line(CreateMultiByteString("a line", 6));
+                place = const_cast<char*>(line->Get());
+                EXPECT_TRUE(place < memory || place > static_cast<char*>(memory) + 64)
+                    << "in what is being freed";
+                ++made;
+            };
+            second = nullptr;
+            beforeFreeing = nullptr;
+        }
+    }
+    EXPECT_GT(made, 0);
+}
+
 class TableAllocationTest : public testing::Test {
 protected:
     TableAllocationTest() : decoding(new MultiByteToUnicode), encoding(new UnicodeToMultiByte) {

@@ -150,6 +150,14 @@ TEST_F(SpareMemoryTest, AStringMayBeLetGoByAnotherThreadAndWhileAThreadEnds) {
     EXPECT_EQ(KeptBytes(), 0u) << "kept by the thread that let it go";
 }
 
+TEST_F(SpareMemoryTest, AThreadThatMakesNothingKeepsNothing) {
+    KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString("made elsewhere", 14));
+    std::thread([&] {
+        string = nullptr;
+        EXPECT_EQ(KeptBytes(), 0u);
+    }).join();
+}
+
 #ifdef __SANITIZE_ADDRESS__
 TEST_F(SpareMemoryTest, TheUseOfAStringThatIsGoneIsSeen) {
     KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString("gone", 4));

@@ -6,13 +6,6 @@ constinit thread_local Blocks blocks{};
 
 namespace {
 
-void Discard(Block& kept) noexcept {
-    if (kept.size != 0) {
-        ::operator delete(kept.memory);
-        kept.size = 0;
-    }
-}
-
 struct Closing {
     Closing() noexcept { blocks.open = true; }
     Closing(const Closing&) = delete; // one for each thread
@@ -25,20 +18,19 @@ struct Closing {
 
 } // namespace
 
-void Clear() noexcept {
-    for (Block& kept : blocks.kept) {
-        Discard(kept);
-    }
+void* TakeFromHeap(std::size_t& size) {
+    thread_local const Closing closing; // opens when the thread comes here first, never again
+    constexpr std::size_t step = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
+    size = (size + step - 1) / step * step;
+    return ::operator new(size);
 }
 
-void KeepInstead(void* memory, std::size_t size) noexcept {
-    thread_local const Closing closing; // opens when the thread comes here first, never again
-    if (!blocks.open) {
-        ::operator delete(memory);
-        return;
+void Clear() noexcept {
+    for (Block& kept : blocks.kept) {
+        if (const Block given = std::exchange(kept, Block{}); given.size != 0) {
+            ::operator delete(given.memory);
+        }
     }
-    Discard(Kept(size));
-    Keep(memory, size);
 }
 
 } // namespace KCodePage::SpareMemory

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <new>
+#include <utility>
 
 #ifdef __SANITIZE_ADDRESS__
 // The address sanitizer's: so it sees the use of a string that is gone, though its memory is not.
@@ -30,7 +31,7 @@ struct Block {
 // bytes that every thread of a process has room for, so that asking calls nothing.
 struct Blocks {
     Block kept[2]; // small and large
-    bool open;     // the thread has kept something, and is not ending
+    bool open;     // the thread has taken something, and is not ending
 };
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local Blocks blocks;
 
@@ -38,37 +39,36 @@ inline Block& Kept(std::size_t size) noexcept {
     return blocks.kept[size > smallSize ? 1 : 0];
 }
 
+// Take where nothing is kept that would serve.
+void* TakeFromHeap(std::size_t& size);
+
 // Memory of at least `size` bytes, of which `size` becomes the whole number; for Keep or ::operator delete.
 // Throws std::bad_alloc.
 inline void* Take(std::size_t& size) {
     Block& kept = Kept(size);
-    if (size <= kept.size && kept.size - size <= size + smallSize) {
-        size = kept.size;
-        kept.size = 0;
-#ifdef __SANITIZE_ADDRESS__
-        __asan_unpoison_memory_region(kept.memory, size);
-#endif
-        return kept.memory;
+    if (size > kept.size || kept.size - size > size + smallSize) {
+        return TakeFromHeap(size);
     }
-    constexpr std::size_t step = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
-    size = (size + step - 1) / step * step;
-    return ::operator new(size);
+    size = std::exchange(kept.size, 0);
+#ifdef __SANITIZE_ADDRESS__
+    __asan_unpoison_memory_region(kept.memory, size);
+#endif
+    return kept.memory;
 }
 
-// Keep where something is kept already, or where the thread keeps nothing, not yet or no longer.
-void KeepInstead(void* memory, std::size_t size) noexcept;
-
-// Keeps the `size` bytes that Take gave and nobody uses any more.
+// Keeps the `size` bytes that Take gave and nobody uses any more, in place of what was kept. A thread that
+// took nothing keeps nothing. The heap is entered last: it may be a program's own, and make strings.
 inline void Keep(void* memory, std::size_t size) noexcept {
-    Block& kept = Kept(size);
-    if (!blocks.open || kept.size != 0) {
-        KeepInstead(memory, size);
-        return;
-    }
-    kept = {memory, size};
+    Block given = {memory, size};
+    if (blocks.open) {
+        std::swap(Kept(size), given);
 #ifdef __SANITIZE_ADDRESS__
-    __asan_poison_memory_region(memory, size);
+        __asan_poison_memory_region(memory, size);
 #endif
+    }
+    if (given.size != 0) {
+        ::operator delete(given.memory);
+    }
 }
 
 // Gives back what the running thread keeps.
