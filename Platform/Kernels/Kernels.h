@@ -68,7 +68,8 @@ struct EncodeTable {
     bool hasPairs;    // there are two-byte characters
 
     // Without pairs: the bytes of those stretches of 128 units that a text in the code page is made of, 00
-    // where there is none. Stretch n begins with unit n * 128. A stretch that is not needed is number 0.
+    // where there is none. Stretch n begins with unit n * 128. A stretch that is not needed is number 0, with
+    // its own bytes.
     static constexpr unsigned stretchCount = 5;
     unsigned char stretches[stretchCount];
     unsigned char bytes[stretchCount][128];

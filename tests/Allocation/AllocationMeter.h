@@ -19,7 +19,7 @@ public:
         std::size_t allocated = 0;   // bytes of all blocks together
         std::ptrdiff_t live = 0;     // bytes allocated and still held; below 0 where older blocks were freed
         std::ptrdiff_t peak = 0;     // the most that was live at once
-        std::size_t copied = 0;      // bytes by memcpy and memmove, but for those that the compiler resolves
+        std::size_t copied = 0;      // bytes by memcpy and memmove, as far as this program calls them
     };
     // What the thread keeps for its next strings it gives back first.
     Counts Get() const noexcept;

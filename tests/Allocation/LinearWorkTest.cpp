@@ -85,6 +85,8 @@ TEST_F(LinearWorkTest, CopiesAreCounted) {
     const KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString(text.data(), 5000));
     EXPECT_GE(meter.Get().copied, 5000u);
     EXPECT_GE(meter.Get().allocated, 5000u);
+    string->Append(text.data(), 5000); // what was there moves
+    EXPECT_GE(meter.Get().copied, 15000u);
 }
 
 // ASCII, characters of several bytes, what has no mapping, what is cut off: every way that a text can go.

@@ -665,4 +665,27 @@ TEST_F(ConversionsTest, AResultHoldsExactlyOneReference) {
     }
 }
 
+// The worst case, for which there is just room: behind the string and in a block of its own.
+TEST_F(ConversionsTest, TextsOfTheLongestCharactersFillTheirRoom) {
+    const auto utf8 = Make(UTF_8);
+    for (const unsigned length : {1u, 80u, 340u, 341u, 342u, 2730u, 2731u, 20000u}) {
+        const KBase::WideString units(length, 0x3042);
+        std::string expected;
+        for (unsigned i = 0; i < length; ++i) {
+            expected += "\xE3\x81\x82";
+        }
+        const auto bytes = utf8->ConvertToMultiByte(units.data(), length, CodePage::THROW_INVALID_CHARACTER);
+        EXPECT_TRUE(bytes->IsEqual(expected.data(), 3 * length)) << length;
+        EXPECT_EQ(bytes->Get()[3 * length], 0) << length;
+        unsigned consumed = 0;
+        const auto block = utf8->ConvertToMultiByteObservingBlockSize(
+            consumed, 3 * length + 1, units.data(), length, CodePage::THROW_INVALID_CHARACTER);
+        EXPECT_TRUE(block->IsEqual(expected.data(), 3 * length)) << length;
+        EXPECT_EQ(consumed, length);
+        const auto back =
+            utf8->ConvertToUnicode(expected.c_str(), 3 * length, CodePage::THROW_INVALID_CHARACTER);
+        EXPECT_TRUE(back->IsEqual(units.data(), length)) << length;
+    }
+}
+
 } // namespace

@@ -18,6 +18,13 @@ using namespace KCodePage;
 class SpareMemoryTest : public testing::Test {
 protected:
     SpareMemoryTest() { SpareMemory::Clear(); }
+
+    void SetUp() override {
+        if (!SpareMemory::keeps) {
+            GTEST_SKIP() << "nothing is kept";
+        }
+    }
+
     ~SpareMemoryTest() override { SpareMemory::Clear(); }
 
     static std::size_t KeptBytes() {
@@ -64,18 +71,18 @@ TEST_F(SpareMemoryTest, ALargeBlockServesOnlyWhatFillsItAboutHalf) {
         return served;
     };
     EXPECT_TRUE(serves(4096));
-    EXPECT_TRUE(serves(1800)); // with 512 bytes to spare, half
-    EXPECT_FALSE(serves(1700));
+    EXPECT_TRUE(serves(1920)); // with 256 bytes to spare, half
+    EXPECT_FALSE(serves(1919));
     EXPECT_FALSE(serves(600));
     EXPECT_FALSE(serves(4097));
-    EXPECT_FALSE(serves(512)) << "that is a small one";
+    EXPECT_FALSE(serves(256)) << "that is a small one";
     EXPECT_EQ(KeptBytes(), 4096u);
 }
 
 TEST_F(SpareMemoryTest, SmallAndLargeAreKeptBesideEachOther) {
     void* const large = Use(8000);
-    void* const small = Use(512);
-    EXPECT_EQ(KeptBytes(), 8512u);
+    void* const small = Use(256);
+    EXPECT_EQ(KeptBytes(), 8256u);
     EXPECT_EQ(Use(8000), large);
     EXPECT_EQ(Use(20), small);
     SpareMemory::Clear();
@@ -92,6 +99,27 @@ TEST_F(SpareMemoryTest, OfTwoThatAreGivenUpTheLastIsKept) {
     SpareMemory::Keep(second, other);
     EXPECT_EQ(KeptBytes(), 64u);
     EXPECT_EQ(Use(64), second);
+}
+
+// What comes back is what was taken, to the byte: else it would shrink with each use.
+TEST_F(SpareMemoryTest, AStringGivesBackAllThatItTook) {
+    const std::string text(8000, 'x');
+    const std::u16string units(4000, u'x');
+    for (const unsigned most : {200u, 3500u}) {
+        { const KBase::ReturnPtrI<MultiByteString> largest(CreateMultiByteString(text.data(), most)); }
+        const std::size_t kept = KeptBytes();
+        ASSERT_GT(kept, most);
+        for (unsigned length = most - 100; length < most; ++length) {
+            { const KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString(text.data(), length)); }
+            ASSERT_EQ(KeptBytes(), kept) << length;
+            {
+                const KBase::ReturnPtrI<UnicodeString> wide(
+                    CreateUnicodeString(reinterpret_cast<const unsigned short*>(units.data()), length / 2));
+            }
+            ASSERT_EQ(KeptBytes(), kept) << length;
+        }
+        SpareMemory::Clear();
+    }
 }
 
 // Strings: a text of another kind, longer and shorter ones, and one that outgrew its memory.
@@ -159,11 +187,15 @@ TEST_F(SpareMemoryTest, AThreadThatMakesNothingKeepsNothing) {
 }
 
 #ifdef __SANITIZE_ADDRESS__
-TEST_F(SpareMemoryTest, TheUseOfAStringThatIsGoneIsSeen) {
-    KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString("gone", 4));
-    const char* const text = string->Get();
-    string = nullptr;
-    EXPECT_DEATH(EXPECT_EQ(text[0], 'g'), "use-after-poison");
+TEST(StringMemoryTest, TheAddressSanitizerSeesWhereAStringEndsAndThatItIsGone) {
+    for (const unsigned length : {4u, 4000u}) {
+        const std::string text(length, 'g');
+        KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString(text.data(), length));
+        const char* const place = string->Get();
+        EXPECT_DEATH(EXPECT_EQ(place[length + 1], 'g'), "heap-buffer-overflow");
+        string = nullptr;
+        EXPECT_DEATH(EXPECT_EQ(place[0], 'g'), "heap-use-after-free");
+    }
 }
 #endif
 

@@ -134,6 +134,18 @@ inline std::vector<std::unique_ptr<Decoding>> AllDecodings() {
     return all;
 }
 
+// ASCII and one stretch of 128 units beyond.
+inline std::unique_ptr<Encoding> MakeEncodingOfStretch(unsigned first) {
+    auto made = std::make_unique<Encoding>();
+    made->name = "bytes of " + std::to_string(first);
+    for (unsigned byte = 0; byte < 0x80; ++byte) {
+        made->slow.Set(static_cast<wchar16>(byte), std::string(1, static_cast<char>(byte)));
+        made->slow.Set(static_cast<wchar16>(first + byte), std::string(1, static_cast<char>(0x80 + byte)));
+    }
+    made->Compile();
+    return made;
+}
+
 // `pairs`: one character in so many has two bytes, 0: none; `unmappedIn`: one has no mapping, 0: all have
 // one.
 inline std::unique_ptr<Encoding> MakeEncoding(const std::string& name, bool asciiStands, unsigned pairs,
@@ -163,6 +175,8 @@ inline std::vector<std::unique_ptr<Encoding>> AllEncodings() {
     all.push_back(MakeEncoding("bytes, some unmapped", true, 0, 50));
     all.push_back(MakeEncoding("bytes, most unmapped", true, 0, 2));
     all.push_back(MakeEncoding("bytes, other ASCII", false, 0, 50));
+    all.push_back(MakeEncodingOfStretch(0x7F00)); // the last that has a number of its own
+    all.push_back(MakeEncodingOfStretch(0x7F80));
     all.push_back(MakeEncoding("pairs", true, 1, 0));
     all.push_back(MakeEncoding("pairs and bytes", true, 2, 0));
     all.push_back(MakeEncoding("pairs and bytes, some unmapped", true, 2, 100));

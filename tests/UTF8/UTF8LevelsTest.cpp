@@ -247,6 +247,21 @@ TEST_P(UTF8LevelsTest, EveryUnitAtThePlacesOfABlock) {
     }
 }
 
+// ASCII goes in larger blocks than other text.
+TEST_P(UTF8LevelsTest, OneUnitAtEveryPlaceOfAnASCIIText) {
+    for (const std::size_t length : {64u, 79u, 130u, 200u}) {
+        Units text(length, 'a');
+        for (std::size_t place = 0; place < length; ++place) {
+            for (const wchar16 unit : Units{0, 0x80, 0xE9, 0xFF, 0x100, 0x7FF, 0x800, 0xD83D, 0xFF80}) {
+                text[place] = unit;
+                ASSERT_NO_FATAL_FAILURE(ExpectLikePlain(text, 3 * length)) << place;
+                ASSERT_NO_FATAL_FAILURE(ExpectLikePlain(text, length)) << place;
+            }
+            text[place] = 'a';
+        }
+    }
+}
+
 TEST_P(UTF8LevelsTest, LongTexts) {
     for (int kind = 0; kind < kinds; ++kind) {
         for (int round = 0; round < 20; ++round) {

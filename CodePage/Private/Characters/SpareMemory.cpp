@@ -19,6 +19,9 @@ struct Closing {
 } // namespace
 
 void* TakeFromHeap(std::size_t& size) {
+    if constexpr (!keeps) {
+        return ::operator new(size);
+    }
     thread_local const Closing closing; // opens when the thread comes here first, never again
     constexpr std::size_t step = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
     size = (size + step - 1) / step * step;

@@ -1,9 +1,9 @@
 // SpareMemory: the memory of strings that the running thread let go last, kept for its next ones. Fetching it
 // from the heap and returning it there would be a third of what converting a short line costs.
 //
-// A thread keeps two blocks at most, a small one and one of up to the size that strings ask for here; until
-// it takes them or ends. Thread safety: each thread has its own; a block may be kept by another thread than
-// the one that took it.
+// A thread keeps two blocks at most, one of up to `smallSize` bytes and a larger one, until it takes them or
+// ends. A text may stand in a block that is larger than it needs, as Take says. Thread safety: each thread
+// has its own; a block may be kept by another thread than the one that took it.
 
 #pragma once
 
@@ -11,16 +11,19 @@
 #include <new>
 #include <utility>
 
-#ifdef __SANITIZE_ADDRESS__
-// The address sanitizer's: so it sees the use of a string that is gone, though its memory is not.
-extern "C" void __asan_poison_memory_region(const volatile void* memory, std::size_t size);
-extern "C" void __asan_unpoison_memory_region(const volatile void* memory, std::size_t size);
-#endif
-
 namespace KCodePage::SpareMemory {
 
+// With the address sanitizer nothing is kept, so that it sees where each string's memory ends, and its life.
+#if defined(__SANITIZE_ADDRESS__)
+inline constexpr bool keeps = false;
+#elif defined(__has_feature)
+inline constexpr bool keeps = !__has_feature(address_sanitizer);
+#else
+inline constexpr bool keeps = true;
+#endif
+
 // Bytes of a block that serves any smaller text. A larger one serves texts that fill it at least about half.
-inline constexpr std::size_t smallSize = 512;
+inline constexpr std::size_t smallSize = 256;
 
 struct Block {
     void* memory;
@@ -42,7 +45,8 @@ inline Block& Kept(std::size_t size) noexcept {
 // Take where nothing is kept that would serve.
 void* TakeFromHeap(std::size_t& size);
 
-// Memory of at least `size` bytes, of which `size` becomes the whole number; for Keep or ::operator delete.
+// Memory of at least `size` bytes, of which `size` becomes the whole number: twice as many and `smallSize` at
+// most. For Keep or ::operator delete.
 // Throws std::bad_alloc.
 inline void* Take(std::size_t& size) {
     Block& kept = Kept(size);
@@ -50,9 +54,6 @@ inline void* Take(std::size_t& size) {
         return TakeFromHeap(size);
     }
     size = std::exchange(kept.size, 0);
-#ifdef __SANITIZE_ADDRESS__
-    __asan_unpoison_memory_region(kept.memory, size);
-#endif
     return kept.memory;
 }
 
@@ -62,9 +63,6 @@ inline void Keep(void* memory, std::size_t size) noexcept {
     Block given = {memory, size};
     if (blocks.open) {
         std::swap(Kept(size), given);
-#ifdef __SANITIZE_ADDRESS__
-        __asan_poison_memory_region(memory, size);
-#endif
     }
     if (given.size != 0) {
         ::operator delete(given.memory);

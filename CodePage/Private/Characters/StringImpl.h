@@ -1,9 +1,10 @@
 // StringImpl: the one implementation of MultiByteString and UnicodeString.
 //
 // A short text stands behind the object, in the one block of memory that both share; a longer one, and one
-// that Append made outgrow its place, has a block of its own. There is always room for one zero character
-// more than the string occupies, and everything from the text's end to there is zero. Only what must read as
-// zero is written as zero. Thread safety: as for the interfaces.
+// that Append made outgrow its place, has a block of its own. The memory of the first is that of a string
+// which the thread let go, where it has such. There is always room for one zero character more than the
+// string occupies, and everything from the text's end to there is zero. Only what must read as zero is
+// written as zero. Thread safety: as for the interfaces.
 
 #pragma once
 
@@ -134,6 +135,7 @@ private:
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
         if (bytes <= limit) {
             std::size_t all = sizeof(StringImpl) + bytes;
+            static_assert(alignof(StringImpl) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
             void* const place = SpareMemory::Take(all);
             return ::new (place) StringImpl(nullptr, CapacityIn(all), references);
         }
