@@ -74,13 +74,19 @@ Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_
     // Converts a block and returns how far it came.
     const auto convert = [&](std::size_t i, std::size_t block) {
         const auto halves = characters.LookUp(_mm512_maskz_loadu_epi8(FirstOf64(block), input + i));
+        const auto store = [&](std::size_t number) {
+            const __mmask64 stored = FirstOf64(number);
+            _mm512_mask_storeu_epi16(output + i, static_cast<__mmask32>(stored), characters.First32(halves));
+            _mm512_mask_storeu_epi16(output + i + 32, static_cast<__mmask32>(stored >> 32),
+                                     characters.Second32(halves));
+            return number;
+        };
         const __mmask64 left = _mm512_cmpeq_epi8_mask(_mm512_and_si512(halves.low, halves.high), ones);
-        const std::size_t good = left == 0 ? block : Smaller(block, _tzcnt_u64(left));
-        const __mmask64 stored = FirstOf64(good);
-        _mm512_mask_storeu_epi16(output + i, static_cast<__mmask32>(stored), characters.First32(halves));
-        _mm512_mask_storeu_epi16(output + i + 32, static_cast<__mmask32>(stored >> 32),
-                                 characters.Second32(halves));
-        return good;
+        // A branch: else the next block would wait for the look-ups of this one.
+        if (left != 0) [[unlikely]] {
+            return store(Smaller(block, _tzcnt_u64(left)));
+        }
+        return store(block);
     };
     std::size_t i = 0;
     // Without branches on the length, which in short lines would be guessed wrongly.
