@@ -5,12 +5,11 @@
 #include "CodePage/CodePageImpl.h"
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Initializer.h"
-#include "KSerialization/Streams.h"
+#include "SharedObjects.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <functional>
 #include <latch>
 #include <string>
@@ -20,15 +19,11 @@
 namespace {
 
 using namespace KCodePage;
+using SharedObjects::DeSerialize;
+using SharedObjects::IsHeldElsewhere;
 using KBase::operator""_w;
 
 using Table = KBase::SmartPtrI<const MultiByteToUnicode>;
-
-// Whether anybody but `table` itself holds the table.
-bool IsHeldElsewhere(const Table& table) {
-    table->AddRef();
-    return table->Release() > 1;
-}
 
 Table TableOf(const CodePage& codePage) {
     return dynamic_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
@@ -42,13 +37,6 @@ std::string Decode(CodePage& codePage, const std::string& bytes) {
         shown += std::to_string(text->Get()[i]) + ' ';
     }
     return shown;
-}
-
-void DeSerialize(CodePage& codePage, char number) {
-    auto binary = KDataType::CreateBinary(4, nullptr);
-    std::memset(binary->GetData(), 0, 4);
-    binary->GetData()[0] = number;
-    codePage.DeSerialize(*KSerialization::ConvertBinary2ReadDataStream(std::move(binary), nullptr));
 }
 
 // A thread that does one thing after the other while the test looks on.

@@ -6,15 +6,14 @@
 #include "CodePage/Initializer.h"
 #include "CodePage/ShiftJisToJis.h"
 #include "JisTables.h"
-#include "KSerialization/Streams.h"
 #include "MarkedTables.h"
 #include "Raised.h"
 #include "SerializedTables.h"
+#include "SharedObjects.h"
 #include "TemporaryDirectory.h"
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <latch>
 #include <optional>
@@ -24,6 +23,8 @@
 namespace {
 
 using namespace KCodePage;
+using SharedObjects::DeSerialize;
+using SharedObjects::IsHeldElsewhere;
 using namespace CodePageTests;
 using JisTables::Jis;
 using KBase::operator""_w;
@@ -40,19 +41,6 @@ std::string Encode() {
 }
 
 constexpr const char* ofServices = "\x1B$B$\"\x1B(B";
-
-// Whether anybody but `table` itself holds the table.
-bool IsHeldElsewhere(const Table& table) {
-    table->AddRef();
-    return table->Release() > 1;
-}
-
-void DeSerialize(CodePage& codePage, char number) {
-    auto binary = KDataType::CreateBinary(4, nullptr);
-    std::memset(binary->GetData(), 0, 4);
-    binary->GetData()[0] = number;
-    codePage.DeSerialize(*KSerialization::ConvertBinary2ReadDataStream(std::move(binary), nullptr));
-}
 
 // A thread that has converted, and converts again when it is told to, before it ends.
 class Worker {

@@ -46,8 +46,7 @@ inline Block& Kept(std::size_t size) noexcept {
 void* TakeFromHeap(std::size_t& size);
 
 // Memory of at least `size` bytes, of which `size` becomes the whole number: twice as many and `smallSize` at
-// most. For Keep or ::operator delete.
-// Throws std::bad_alloc.
+// most. For Keep or ::operator delete. Throws std::bad_alloc.
 inline void* Take(std::size_t& size) {
     Block& kept = Kept(size);
     if (size > kept.size || kept.size - size > size + smallSize) {

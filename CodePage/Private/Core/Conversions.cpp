@@ -34,8 +34,8 @@ constexpr std::size_t longestUTF8 = 3; // bytes that one code unit becomes at mo
                               << "The character set is not supported: " << KBase::WideView(ianaName));
 }
 
-// Lets the processor fetch a short text, or the beginning of a longer one, while the way to its table is
-// looked for. Reads nothing, wherever `text` points.
+// Lets the processor fetch a short text, or parts of a longer one, while the way to its table is looked for.
+// Reads nothing, wherever `text` points.
 template <class Character>
 void FetchAhead(const Character* text, unsigned int length) noexcept {
     const auto begin = reinterpret_cast<std::uintptr_t>(text);
