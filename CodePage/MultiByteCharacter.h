@@ -64,7 +64,7 @@ public:
     void DeSerialize(KSerialization::ReadDataStream& stream);
 
 private:
-    friend class UnicodeToMultiByte; // keeps characters in the form that files have, invalid ones too
+    friend class EncodeMap; // keeps characters in the form that files have, invalid ones too
 
     MultiByteCharacter(bool isValid, bool isSingle, unsigned char byte1, unsigned char byte2) noexcept
         : valid(isValid), single(isSingle), bytes{static_cast<char>(byte1), static_cast<char>(byte2), 0} {}

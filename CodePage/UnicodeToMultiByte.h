@@ -12,7 +12,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <vector>
 
 namespace KCodePage {
 
@@ -62,16 +61,6 @@ public:
     std::int32_t Release() const override;
 
 private:
-    // What a MultiByteCharacter holds, in a quarter of the memory.
-    struct Entry {
-        bool valid = false;
-        bool single = false;
-        unsigned char byte1 = 0;
-        unsigned char byte2 = 0;
-
-        MultiByteCharacter Character() const noexcept { return {valid, single, byte1, byte2}; }
-    };
-
     // Fills `output`, where there is room for `capacity` bytes, and returns how many it wrote.
     std::size_t ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
                             const unsigned short* input, unsigned int length,
@@ -80,14 +69,13 @@ private:
                                                     unsigned int blockSize, const unsigned short* input,
                                                     unsigned int length,
                                                     CodePage::USE_SUBSTITUTION_CHARACTER mode) const;
-    void Store(unsigned short codeUnit, const MultiByteCharacter& character);
-    void CompileMap();
+
+    std::unique_ptr<EncodeMap> CopyOfMap() const; // an empty one where there is none
 
     CODE_PAGE codePage = static_cast<CODE_PAGE>(-1);
     unsigned int windowsCodePage = 0;
     char substitutionCharacter = '?';
-    std::vector<Entry> entries;           // indexed by code unit, up to the highest mapped one
-    std::unique_ptr<const EncodeMap> map; // flat look-up of the entries; null while they change
+    std::unique_ptr<const EncodeMap> map; // the characters; null while nothing has filled the table
     mutable KSynch::AtomicLong referenceCount;
 };
 

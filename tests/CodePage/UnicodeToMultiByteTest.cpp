@@ -216,6 +216,16 @@ TEST(UnicodeToMultiByte, AUnitOfAFileThatIsFFFFOrWithLeadByteZeroIsAMapping) {
     }
 }
 
+TEST(UnicodeToMultiByte, ATextOfPairsWithAZeroByteIsWholeWhereAllOtherCharactersAreOfOneByte) {
+    const auto table = Loaded(Records({Record('a', "1"), Record('b', std::string("2\0", 2))}));
+    EXPECT_TRUE(Encode(*table, WideString{'b', 'a', 'b', 'b'}, 0, false) == (Result{std::string("2\0001"
+                                                                                                "2\0"
+                                                                                                "2\0",
+                                                                                                7),
+                                                                                    4,
+                                                                                    {}}));
+}
+
 TEST(UnicodeToMultiByte, AUnitThatOnlyHasTheDefaultCharacterIsUnmappedThoughTheCharacterItselfIsMapped) {
     const auto table = Filled(1252, 'X');
     EXPECT_EQ(ToBytes(table->Convert('X')), "X");

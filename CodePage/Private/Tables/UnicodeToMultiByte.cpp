@@ -16,12 +16,6 @@ namespace KCodePage {
 
 using KBase::operator""_w;
 
-namespace {
-
-constexpr std::size_t allCodeUnits = 0x10000;
-
-} // namespace
-
 UnicodeToMultiByte::UnicodeToMultiByte() = default;
 
 UnicodeToMultiByte::UnicodeToMultiByte(CODE_PAGE page, unsigned int windowsNumber, char substitution)
@@ -33,7 +27,6 @@ UnicodeToMultiByte::UnicodeToMultiByte(const UnicodeToMultiByte& other)
       codePage(other.codePage),
       windowsCodePage(other.windowsCodePage),
       substitutionCharacter(other.substitutionCharacter),
-      entries(other.entries),
       map(other.map ? std::make_unique<EncodeMap>(*other.map) : nullptr) {}
 
 UnicodeToMultiByte& UnicodeToMultiByte::operator=(const UnicodeToMultiByte& other) {
@@ -41,7 +34,6 @@ UnicodeToMultiByte& UnicodeToMultiByte::operator=(const UnicodeToMultiByte& othe
     codePage = copy.codePage;
     windowsCodePage = copy.windowsCodePage;
     substitutionCharacter = copy.substitutionCharacter;
-    entries = std::move(copy.entries);
     map = std::move(copy.map);
     return *this;
 }
@@ -49,7 +41,7 @@ UnicodeToMultiByte& UnicodeToMultiByte::operator=(const UnicodeToMultiByte& othe
 UnicodeToMultiByte::~UnicodeToMultiByte() = default;
 
 MultiByteCharacter UnicodeToMultiByte::Convert(unsigned short codeUnit) const {
-    return codeUnit < entries.size() ? entries[codeUnit].Character() : MultiByteCharacter();
+    return map ? map->Get(codeUnit) : MultiByteCharacter();
 }
 
 KBase::ReturnPtrI<MultiByteString>
@@ -100,8 +92,8 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
                                               const unsigned short* input, unsigned int length,
                                               CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
     converted = 0;
-    // Without a map (a table that was never filled, or whose file was damaged) the entries say it all.
-    const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{2});
+    // Without a map each unit becomes the substitution character.
+    const std::size_t worst = length * (map ? map->MaximumBytes() : std::size_t{1});
     const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
     if (codePage == ISO_2022_JP) {
         return ConvertToJIS(capacity, converted, blockSize, input, length, mode);
@@ -130,40 +122,23 @@ UnicodeToMultiByte::ConvertToJIS(std::size_t capacity, unsigned int& converted, 
 }
 
 void UnicodeToMultiByte::ReadFromWindowsAPI() {
-    entries.reserve(0xFFFF);
-    map.reset();
+    std::unique_ptr<EncodeMap> filled = CopyOfMap();
+    const char defaultCharacter[2] = {substitutionCharacter, 0};
     // Kept: U+FFFF is never asked about.
     for (unsigned int unit = 0; unit < 0xFFFF; ++unit) {
         constexpr int capacity = 10;
-        const wchar16 codeUnit = static_cast<wchar16>(unit);
-        const char defaultCharacter[2] = {substitutionCharacter, 0};
+        const auto codeUnit = static_cast<wchar16>(unit);
         char bytes[capacity] = {};
         int usedDefault = 0;
         const int written = OperatingSystem::WideCharToMultiByte(windowsCodePage, 0, &codeUnit, 1, bytes,
                                                                  capacity, defaultCharacter, &usedDefault);
-        if (usedDefault != 0) {
-            continue;
-        }
-        if (written == 1) {
-            Store(codeUnit, MultiByteCharacter(static_cast<unsigned char>(bytes[0])));
-        } else if (written == 2) {
-            Store(codeUnit, MultiByteCharacter(static_cast<unsigned char>(bytes[0]),
-                                               static_cast<unsigned char>(bytes[1])));
+        if (usedDefault == 0 && (written == 1 || written == 2)) {
+            filled->Set(codeUnit, {true, written == 1, static_cast<unsigned char>(bytes[0]),
+                                   static_cast<unsigned char>(bytes[1])});
         }
     }
-    CompileMap();
-}
-
-void UnicodeToMultiByte::Store(unsigned short codeUnit, const MultiByteCharacter& character) {
-    if (codeUnit >= entries.size()) {
-        if (codeUnit >= entries.capacity()) {
-            entries.reserve(allCodeUnits);
-        }
-        entries.resize(codeUnit + std::size_t{1});
-    }
-    entries[codeUnit] = {character.IsValid(), character.Length() == 1,
-                         static_cast<unsigned char>(character.GetByte1()),
-                         static_cast<unsigned char>(character.GetByte2())};
+    filled->Prepare();
+    map = std::move(filled);
 }
 
 void UnicodeToMultiByte::ReadFromFile(const wchar16* fileName) {
@@ -181,12 +156,13 @@ const wchar16* UnicodeToMultiByte::GetFileExtension() const {
 }
 
 void UnicodeToMultiByte::Serialize(KSerialization::WriteDataStream& stream) const {
+    const std::size_t size = map ? map->Size() : 0;
     stream.WriteInteger32(static_cast<std::int32_t>(windowsCodePage));
     stream.WriteByte(static_cast<std::uint8_t>(substitutionCharacter));
-    stream.WriteInteger32(static_cast<std::int32_t>(entries.size()));
-    for (std::size_t i = 0; i < entries.size(); ++i) {
+    stream.WriteInteger32(static_cast<std::int32_t>(size));
+    for (std::size_t i = 0; i < size; ++i) {
         stream.WriteUnsigned16(static_cast<std::uint16_t>(i));
-        entries[i].Character().Serialize(stream);
+        map->Get(static_cast<wchar16>(i)).Serialize(stream);
     }
 }
 
@@ -195,25 +171,19 @@ void UnicodeToMultiByte::DeSerialize(KSerialization::ReadDataStream& stream) {
     windowsCodePage = stream.ReadUnsigned32();
     substitutionCharacter = static_cast<char>(stream.ReadByte());
     const std::size_t count = stream.ReadCount(serializedRecordSize);
-    map.reset();
-    const unsigned char* const records = stream.ReadBytes(count * serializedRecordSize);
-    const unsigned char* const end = records + count * serializedRecordSize;
-    const auto unitOf = [](const unsigned char* record) {
-        return static_cast<std::size_t>(record[0] | record[1] << 8);
-    };
-    std::size_t size = entries.size();
-    for (const unsigned char* record = records; record != end; record += serializedRecordSize) {
-        size = std::max(size, unitOf(record) + 1);
+    const unsigned char* record = stream.ReadBytes(count * serializedRecordSize);
+    const unsigned char* const end = record + count * serializedRecordSize;
+    std::unique_ptr<EncodeMap> filled = CopyOfMap();
+    for (; record != end; record += serializedRecordSize) {
+        filled->Set(static_cast<wchar16>(record[0] | record[1] << 8),
+                    {record[2] != 0, record[3] != 0, record[4], record[5]});
     }
-    entries.resize(size);
-    for (const unsigned char* record = records; record != end; record += serializedRecordSize) {
-        entries[unitOf(record)] = {record[2] != 0, record[3] != 0, record[4], record[5]};
-    }
-    CompileMap();
+    filled->Prepare();
+    map = std::move(filled);
 }
 
-void UnicodeToMultiByte::CompileMap() {
-    map = std::make_unique<EncodeMap>(*this);
+std::unique_ptr<EncodeMap> UnicodeToMultiByte::CopyOfMap() const {
+    return map ? std::make_unique<EncodeMap>(*map) : std::make_unique<EncodeMap>();
 }
 
 std::int32_t UnicodeToMultiByte::AddRef() const {
