@@ -19,6 +19,8 @@ target_compile_features(KCodePage INTERFACE cxx_std_20)
 target_include_directories(KCodePage INTERFACE
   "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR};${PROJECT_SOURCE_DIR}/Platform>"
   "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/kcodepage>")
+# Calls of exported functions from inside go straight there: nobody is to put others in their place.
+target_link_options(KCodePage PRIVATE LINKER:-Bsymbolic-functions)
 set_target_properties(KCodePage PROPERTIES
   LINKER_LANGUAGE CXX
   VERSION ${PROJECT_VERSION}

@@ -189,17 +189,29 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
     const __m128i nonASCII = _mm_set1_epi16(static_cast<short>(0xFF80));
     const std::size_t count = std::min(length, capacity);
     std::size_t i = 0;
+    const bool asciiStands = table.asciiStands;
+    // Takes 64 units if they are ASCII.
+    const auto takeASCII = [&](std::size_t place) {
+        __m128i units[8]; // once, for a store might change what is read again
+        for (std::size_t k = 0; k < 8; ++k) {
+            units[k] = Load(input + place + 8 * k);
+        }
+        __m128i all = units[0];
+        for (std::size_t k = 1; k < 8; ++k) {
+            all = _mm_or_si128(all, units[k]);
+        }
+        if (!asciiStands || !AreZero(_mm_and_si128(all, nonASCII))) {
+            return false;
+        }
+        for (std::size_t k = 0; k < 8; k += 2) {
+            Store(output + place + 8 * k, _mm_packus_epi16(units[k], units[k + 1]));
+        }
+        return true;
+    };
     // Blocks that are not so small that a text with a few letters beyond ASCII changes between them all the
     // time.
     for (; count - i >= 64; i += 64) {
-        __m128i all = Load(input + i);
-        for (std::size_t k = 8; k < 64; k += 8) {
-            all = _mm_or_si128(all, Load(input + i + k));
-        }
-        if (table.asciiStands && AreZero(_mm_and_si128(all, nonASCII))) {
-            for (std::size_t k = 0; k < 64; k += 16) {
-                Store(output + i + k, _mm_packus_epi16(Load(input + i + k), Load(input + i + k + 8)));
-            }
+        if (takeASCII(i)) {
             continue;
         }
         __m128i codes = _mm_setzero_si128();
@@ -209,6 +221,10 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
         if (!AreZero(_mm_srli_epi16(codes, 8))) {
             break;
         }
+    }
+    // In a line this would be a guess.
+    if (count - i < 64 && count >= 1024 && takeASCII(count - 64)) {
+        return {count, count};
     }
     if (count - i < 64 && count >= 16) {
         std::size_t place = i;
