@@ -211,12 +211,15 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
             const bool isLast = needed > room;
             if (isLast) {
                 // Up to the character for which there is no room, with the escape sequence before it.
+                // Without branches, which would be guessed wrongly: each quarter has 16 characters or those
+                // before the one of the first byte without room.
                 std::size_t left = room;
-                unsigned begin = 0;
-                for (; CountOf(keptFrom(begin)) <= left; begin += quarter) {
-                    left -= CountOf(keptFrom(begin));
+                size = 0;
+                for (unsigned begin = 0; begin < blockSize; begin += quarter) {
+                    const std::uint64_t kept = Kept(changes, begin);
+                    size += _tzcnt_u64(_pdep_u64(std::uint64_t{1} << Smaller(left, 63), kept)) / 4;
+                    left -= Smaller(left, CountOf(kept));
                 }
-                size = begin + _tzcnt_u64(_pdep_u64(std::uint64_t{1} << left, keptFrom(begin))) / 4;
                 size -= size > 0 ? leads >> (size - 1) & 1 : 0;
             }
             for (unsigned begin = 0; begin < blockSize; begin += quarter) {

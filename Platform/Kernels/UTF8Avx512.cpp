@@ -280,15 +280,23 @@ struct EncodedSizes {
         return count + CountOf(_bzhi_u32(beyondASCII, count)) + CountOf(_bzhi_u32(withFirst, count));
     }
 
-    // How many of fewer than `count` units fit into `room` bytes, without splitting a pair. By halves, and
-    // without branches, which would be guessed wrongly.
-    unsigned FitInto(std::size_t room, unsigned count) const noexcept {
-        unsigned fitting = 0;
-        for (unsigned step = 16; step != 0; step /= 2) {
-            const unsigned more = fitting + step;
-            fitting += (unsigned{more < count} & unsigned{Of(more) <= room}) * step;
-        }
-        return fitting != 0 ? fitting - (leading >> (fitting - 1) & 1) : 0;
+    // How many units fit into `room` bytes, without splitting a pair. Requires: not all 32 do. Without
+    // branches, which would be guessed wrongly.
+    unsigned FitInto(std::size_t room) const noexcept {
+        // A bit for each byte, in four places for each of 16 units.
+        constexpr std::uint64_t places = 0x1111111111111111u;
+        const auto bytesFrom = [&](unsigned unit) {
+            return places << 2 | _pdep_u64(beyondASCII >> unit, places << 1) |
+                   _pdep_u64(withFirst >> unit, places);
+        };
+        // The unit of the first byte for which there is no room: 16 where it is none of these.
+        const auto unitOf = [](std::size_t byte, std::uint64_t bytes) {
+            return static_cast<unsigned>(_tzcnt_u64(_pdep_u64(std::uint64_t{1} << byte, bytes))) / 4;
+        };
+        const std::uint64_t first = bytesFrom(0);
+        const unsigned fitting = unitOf(Smaller(room, 63), first) +
+                                 unitOf(room - Smaller(room, CountOf(first)), bytesFrom(16));
+        return fitting - (fitting != 0 ? leading >> (fitting - 1) & 1 : 0);
     }
 };
 
@@ -317,7 +325,7 @@ Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output
             count = _tzcnt_u32(stops);
         }
         if (const EncodedSizes sizes(units); sizes.Of(count) > room) {
-            count = sizes.FitInto(room, count);
+            count = sizes.FitInto(room);
         }
         if (count == 0) {
             return {in, out};
