@@ -294,8 +294,8 @@ struct EncodedSizes {
             return static_cast<unsigned>(_tzcnt_u64(_pdep_u64(std::uint64_t{1} << byte, bytes))) / 4;
         };
         const std::uint64_t first = bytesFrom(0);
-        const unsigned fitting = unitOf(Smaller(room, 63), first) +
-                                 unitOf(room - Smaller(room, CountOf(first)), bytesFrom(16));
+        const unsigned fitting =
+            unitOf(Smaller(room, 63), first) + unitOf(room - Smaller(room, CountOf(first)), bytesFrom(16));
         return fitting - (fitting != 0 ? leading >> (fitting - 1) & 1 : 0);
     }
 };

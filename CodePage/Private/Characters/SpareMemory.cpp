@@ -1,20 +1,18 @@
 #include "CodePage/Private/Characters/SpareMemory.h"
 
+#include "CodePage/Private/Characters/AtThreadEnd.h"
+
 namespace KCodePage::SpareMemory {
 
 constinit thread_local Blocks blocks{};
 
 namespace {
 
-struct Closing {
-    Closing() noexcept { blocks.open = true; }
-    Closing(const Closing&) = delete; // one for each thread
-    Closing& operator=(const Closing&) = delete;
-    ~Closing() {
-        blocks.open = false;
-        Clear();
-    }
-};
+void Close() noexcept {
+    blocks.open = false;
+    blocks.closed = true;
+    Clear();
+}
 
 } // namespace
 
@@ -22,7 +20,8 @@ void* TakeFromHeap(std::size_t& size) {
     if constexpr (!keeps) {
         return ::operator new(size);
     }
-    thread_local const Closing closing; // opens when the thread comes here first, never again
+    thread_local const AtThreadEnd<Close> closing;
+    blocks.open = !blocks.closed;
     constexpr std::size_t step = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
     size = (size + step - 1) / step * step;
     return ::operator new(size);

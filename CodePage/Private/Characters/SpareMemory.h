@@ -35,6 +35,7 @@ struct Block {
 struct Blocks {
     Block kept[2]; // small and large
     bool open;     // the thread has taken something, and is not ending
+    bool closed;   // the thread is ending
 };
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local Blocks blocks;
 

@@ -1,5 +1,7 @@
 #include "CodePage/Private/Core/ThreadFields.h"
 
+#include "CodePage/Private/Characters/AtThreadEnd.h"
+
 #include <utility>
 
 namespace KCodePage::ThreadFields {
@@ -8,22 +10,17 @@ constinit thread_local Entries entries{};
 
 namespace {
 
-struct Closing {
-    Closing() noexcept = default;
-    Closing(const Closing&) = delete; // one for each thread
-    Closing& operator=(const Closing&) = delete;
-    ~Closing() {
-        entries.closed = true;
-        for (const CodePageFields*& fields : entries.fields) {
-            KBase::SmartPtrI<const CodePageFields>::Adopt(std::exchange(fields, nullptr));
-        }
+void Close() noexcept {
+    entries.closed = true;
+    for (const CodePageFields*& fields : entries.fields) {
+        KBase::SmartPtrI<const CodePageFields>::Adopt(std::exchange(fields, nullptr));
     }
-};
+}
 
 } // namespace
 
 KBase::SmartPtrI<const CodePageFields> Hold(KBase::SmartPtrI<const CodePageFields> fields) {
-    thread_local const Closing closing;
+    thread_local const AtThreadEnd<Close> closing;
     if (entries.closed) {
         return fields;
     }

@@ -1,5 +1,7 @@
 #include "CodePage/Private/ShiftJis/ThreadJis.h"
 
+#include "CodePage/Private/Characters/AtThreadEnd.h"
+
 #include <utility>
 
 namespace KCodePage::ThreadJis {
@@ -15,21 +17,16 @@ void Drop() noexcept {
     KBase::SmartPtrI<const MultiByteToUnicode>::Adopt(std::exchange(kept.leads, nullptr));
 }
 
-struct Closing {
-    Closing() noexcept = default;
-    Closing(const Closing&) = delete; // one for each thread
-    Closing& operator=(const Closing&) = delete;
-    ~Closing() {
-        kept.closed = true;
-        Drop();
-    }
-};
+void Close() noexcept {
+    kept.closed = true;
+    Drop();
+}
 
 } // namespace
 
 void Keep(std::uint64_t before, KBase::SmartPtrI<const ShiftJisToJis> table,
           KBase::SmartPtrI<const MultiByteToUnicode> leads) {
-    thread_local const Closing closing;
+    thread_local const AtThreadEnd<Close> closing;
     if (kept.closed) {
         return;
     }
