@@ -197,6 +197,29 @@ TEST_F(TableAllocationTest, ReadingThrowsBadAllocAndTheTableStaysUsable) {
         records.push_back(Record(unit, "xy"));
     }
     read(*encoding, Records(records));
+    records.push_back(Record(300, std::string("x\0", 2))); // odd: no look-up has it
+    read(*encoding, Records(records));
+}
+
+TEST_F(TableAllocationTest, AnEncodingTableKeepsItsCharactersWhereReadingOrFillingRunsOutOfMemory) {
+    const auto keeps = [&](auto change) {
+        FailInTurn(End::OutOfMemory, [&] {
+            UnicodeToMultiByte table(*encoding);
+            try {
+                change(table);
+            } catch (const std::bad_alloc&) {
+                const KBase::wchar16 units[] = {'a', 'b'};
+                const auto converted = table.Convert(units, 2, CodePage::THROW_INVALID_CHARACTER);
+                EXPECT_EQ(std::string(converted->Get(), converted->Length()), "xyz");
+                throw;
+            }
+            return End::Success;
+        });
+    };
+    keeps([](UnicodeToMultiByte& table) {
+        Load(table, Records({Record('a', "1"), Record('b', "2"), Record('c', std::string("x\0", 2))}));
+    });
+    keeps([](UnicodeToMultiByte& table) { table.ReadFromWindowsAPI(); });
 }
 
 TEST_F(TableAllocationTest, ACopyOrAssignmentThatFailsLeavesTheTargetAsItWas) {

@@ -290,6 +290,40 @@ TEST(UnicodeToMultiByte, IsSerializedAsNumberSubstitutionAndOneRecordForEachEntr
               Records({Record(0, "c"), Record(1, ""), Record(2, "ab")}));
 }
 
+// Valid, single and the two bytes: invalid ones that are not all zero, a second byte of a single character,
+// pairs with 00.
+TEST(UnicodeToMultiByte, AnOddRecordAmongPlainOnesIsKeptAndWrittenBackByteForByte) {
+    for (const std::string& odd : {
+             std::string("\0\1\0\0", 4),
+             std::string("\0\0\x41\0", 4),
+             std::string("\0\0\0\x42", 4),
+             std::string("\0\1\x41\x42", 4),
+             std::string("\1\1\x41\x42", 4),
+             std::string("\1\1\0\xFF", 4),
+             std::string("\1\0\0\0", 4),
+             std::string("\1\0\x41\0", 4),
+             std::string("\1\0\0\xFF", 4),
+         }) {
+        SCOPED_TRACE(testing::PrintToString(odd));
+        const std::string file = Records({Record(0, "a"), Record(1, "bc"), Record(2, std::string(1, '\0')),
+                                          Record(3, ""), std::string("\4\0", 2) + odd, Record(5, "de")});
+        const auto table = Loaded(file);
+        EXPECT_EQ(Written(*table), file);
+        const MultiByteCharacter character = table->Convert(4);
+        EXPECT_EQ(character.IsValid(), odd[0] != 0);
+        EXPECT_EQ(character.Length(), odd[1] != 0 ? 1u : 2u);
+        EXPECT_EQ(character.GetByte1(), odd[2]);
+        EXPECT_EQ(character.GetByte2(), odd[3]);
+        const std::string bytes = odd[0] == 0 ? "?" : odd.substr(2, odd[1] != 0 ? 1 : 2);
+        EXPECT_EQ(Encode(*table, WideString{1, 4, 0}, true), "bc" + bytes + "a");
+        EXPECT_EQ(Written(Table(*table)), file);
+        // A plain one takes its place.
+        Load(*table, Records({Record(4, "fg")}));
+        EXPECT_EQ(Encode(*table, WideString{1, 4, 0}, true), "bcfga");
+        EXPECT_EQ(ToBytes(table->Convert(4)), "fg");
+    }
+}
+
 TEST(UnicodeToMultiByte, AFileOfFifteenBytesMayNameTheLastUnit) {
     const std::string file = Records({Record(0xFFFF, "z")});
     ASSERT_EQ(file.size(), 15u);

@@ -321,6 +321,39 @@ TEST_P(KernelsTest, LongTextsGiveWhatTheSlowTableSays) {
     });
 }
 
+// Loops may look at the end of a long text before they know that they get there.
+TEST_P(KernelsTest, ALongTextOfASCIIIsTakenUpToTheUnitBeforeItsEndThatIsNone) {
+    const Loops* const loops = Kernels::OfLevel(GetParam());
+    if (loops == nullptr) {
+        GTEST_SKIP() << "this processor does not have it";
+    }
+    for (const auto& encoding : AllEncodings()) {
+        SCOPED_TRACE(encoding->name);
+        const Encoder encoder{*encoding};
+        for (auto* const loop : Encoder::LoopsFor(*loops, *encoding)) {
+            for (const std::size_t length : {1024u, 1025u, 1087u}) {
+                for (std::size_t fromEnd = 0; fromEnd < 200; fromEnd += fromEnd < 70 ? 1 : 9) {
+                    Units text;
+                    for (std::size_t i = 0; i < length; ++i) {
+                        text.push_back(static_cast<std::uint16_t>(i * 7 % 0x80));
+                    }
+                    if (fromEnd != 0) { // else all is ASCII
+                        text[length - fromEnd] = fromEnd % 2 == 0 ? 0xFFFF : 0x8000;
+                    }
+                    const auto expected = encoder.Expected(text, 2 * length);
+                    ASSERT_EQ(RunLoop(loop, encoding->table, text, 2 * length, 0, 0, Encoder::Output{}),
+                              expected)
+                        << "length " << length << ", " << fromEnd << " before the end";
+                    std::vector<Encoder::Output> output(expected.output.size() + 64, 0xA5);
+                    loop(encoding->table, text.data(), length, output.data(), expected.output.size());
+                    ASSERT_EQ(std::count(output.end() - 64, output.end(), 0xA5), 64)
+                        << "length " << length << ", " << fromEnd << " before the end";
+                }
+            }
+        }
+    }
+}
+
 std::string NameOf(const testing::TestParamInfo<Level>& level) {
     constexpr const char* names[] = {"Plain", "Sse2", "Avx2", "Avx512"};
     return names[static_cast<int>(level.param)];

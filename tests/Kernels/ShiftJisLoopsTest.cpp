@@ -145,6 +145,11 @@ std::vector<std::string> Samples() {
         any += static_cast<char>(random());
         high += static_cast<char>(0x80 | random());
     }
+    std::string alternating; // as many escape sequences as there can be
+    while (alternating.size() < longest) {
+        alternating += "a\x82\xA0";
+    }
+    samples.push_back(alternating.substr(0, longest));
     samples.push_back(any);
     samples.push_back(high);
     return samples;
