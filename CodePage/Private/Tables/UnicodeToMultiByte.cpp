@@ -77,7 +77,7 @@ UnicodeToMultiByte::ConvertInto(char* output, std::size_t capacity, unsigned int
             character = MultiByteCharacter(static_cast<unsigned char>(substitutionCharacter));
         }
         if (character.Length() > capacity - written) {
-            break; // only a block can be full: without one there is room for two bytes a unit
+            break; // only a block can be full: without one there is room for the most
         }
         std::memcpy(output + written, character.Get(), character.Length());
         written += character.Length();
