@@ -10,7 +10,7 @@
 
 namespace CodePageTests {
 
-// A UTF-16 text as ASCII: other units and the backslash appear as \uXXXX.
+// A UTF-16 text as ASCII: other units and the backslash appear as \u and four digits.
 inline std::string Ascii(KBase::WideView text) {
     constexpr char digits[] = "0123456789ABCDEF";
     std::string shown;

@@ -218,12 +218,8 @@ TEST(UnicodeToMultiByte, AUnitOfAFileThatIsFFFFOrWithLeadByteZeroIsAMapping) {
 
 TEST(UnicodeToMultiByte, ATextOfPairsWithAZeroByteIsWholeWhereAllOtherCharactersAreOfOneByte) {
     const auto table = Loaded(Records({Record('a', "1"), Record('b', std::string("2\0", 2))}));
-    EXPECT_TRUE(Encode(*table, WideString{'b', 'a', 'b', 'b'}, 0, false) == (Result{std::string("2\0001"
-                                                                                                "2\0"
-                                                                                                "2\0",
-                                                                                                7),
-                                                                                    4,
-                                                                                    {}}));
+    const std::string b("2\0", 2);
+    EXPECT_EQ(Encode(*table, WideString{'b', 'a', 'b', 'b'}, false), b + "1" + b + b);
 }
 
 TEST(UnicodeToMultiByte, AUnitThatOnlyHasTheDefaultCharacterIsUnmappedThoughTheCharacterItselfIsMapped) {

@@ -38,7 +38,6 @@ add_test(NAME Contract.Consumer
     "-DBINARIES=${CMAKE_INSTALL_BINDIR}"
     "-DTOOL=${KCODEPAGE_BUILD_TOOL}"
     -P "${CMAKE_CURRENT_LIST_DIR}/consumer.cmake")
-
 set_tests_properties(Contract.ReadmeExample Contract.Consumer PROPERTIES TIMEOUT 300)
 
 # It builds the sources for itself, without a sanitizer whatever this build has: once is enough.

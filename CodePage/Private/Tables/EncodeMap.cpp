@@ -32,11 +32,7 @@ MultiByteCharacter EncodeMap::Get(wchar16 unit) const noexcept {
     if (entries.empty()) {
         std::vector<Entry> all(unitCount);
         for (std::size_t each = 0; each < unitCount; ++each) {
-            const MultiByteCharacter character = Get(static_cast<wchar16>(each));
-            if (character.IsValid()) {
-                all[each] = {true, character.Length() == 1, static_cast<unsigned char>(character.GetByte1()),
-                             static_cast<unsigned char>(character.GetByte2())};
-            }
+            all[each] = Entry::Of(Get(static_cast<wchar16>(each)));
         }
         entries = std::move(all);
     }

@@ -24,6 +24,12 @@ public:
         bool single = false;
         unsigned char byte1 = 0;
         unsigned char byte2 = 0;
+
+        static Entry Of(const MultiByteCharacter& character) noexcept {
+            return {character.IsValid(), character.Length() == 1,
+                    static_cast<unsigned char>(character.GetByte1()),
+                    static_cast<unsigned char>(character.GetByte2())};
+        }
     };
 
     // Nothing is mapped.
@@ -33,10 +39,8 @@ public:
     template <class Table>
     explicit EncodeMap(const Table& source) : EncodeMap() {
         for (unsigned unit = 0; unit < unitCount; ++unit) {
-            const MultiByteCharacter character = source.Convert(static_cast<wchar16>(unit));
-            Set(static_cast<wchar16>(unit), {character.IsValid(), character.Length() == 1,
-                                             static_cast<unsigned char>(character.GetByte1()),
-                                             static_cast<unsigned char>(character.GetByte2())});
+            const auto codeUnit = static_cast<wchar16>(unit);
+            Set(codeUnit, Entry::Of(source.Convert(codeUnit)));
         }
         Prepare();
     }
