@@ -1,5 +1,4 @@
 #include "Kernels/Avx512Parts.h"
-#include "Kernels/UTF8Ends.h"
 #include "Kernels/UTF8Loops.h"
 
 #include <immintrin.h>
@@ -8,24 +7,28 @@ namespace Kernels {
 
 namespace {
 
-// By byte, the byte that stands `distance` before it; zero for the first ones.
-struct Behind {
-    unsigned char one[64];
-    unsigned char two[64];
+// Indexes of bytes in two vectors, the first at 0 to 63 and the second at 64 to 127.
+struct ByteIndexes {
+    unsigned char one[64];  // by byte of the first, the one before it; the second comes before the first
+    unsigned char two[64];  // the one before that
+    unsigned char low[64];  // the first 32 of either, a byte of the first and one of the second by turns
+    unsigned char high[64]; // the last 32
 };
 
-constexpr Behind MakeBehind() noexcept {
-    Behind made{};
+constexpr ByteIndexes MakeByteIndexes() noexcept {
+    ByteIndexes made{};
     for (unsigned i = 0; i < 64; ++i) {
-        made.one[i] = static_cast<unsigned char>(i - 1);
-        made.two[i] = static_cast<unsigned char>(i - 2);
+        made.one[i] = static_cast<unsigned char>((i + 127) % 128);
+        made.two[i] = static_cast<unsigned char>((i + 126) % 128);
+        made.low[i] = static_cast<unsigned char>(i / 2 + i % 2 * 64);
+        made.high[i] = static_cast<unsigned char>(made.low[i] + 32);
     }
     return made;
 }
 
-alignas(64) constexpr Behind behind = MakeBehind();
+alignas(64) constexpr ByteIndexes byteIndexes = MakeByteIndexes();
 
-// The same for units.
+// By unit, the index of the one before it.
 struct UnitsBehind {
     std::uint16_t index[32];
 };
@@ -69,27 +72,31 @@ void StoreUnits(std::uint16_t* output, __m512i units, std::size_t count, std::si
     }
 }
 
+// Which bytes of a block open a character, one bit for each.
+struct Opening {
+    std::uint64_t any = 0;   // C0 to FF
+    std::uint64_t three = 0; // E0 to FF: of three bytes or more
+    std::uint64_t four = 0;  // F0 to FF
+};
+
+// Blocks stand at fixed places and may cut a character apart, else each would wait for the one before: a code
+// unit comes of the block in which its last byte is. Nothing branches on where the characters are.
 Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output,
            std::size_t capacity) noexcept {
-    const __m512i oneBehind = _mm512_load_si512(behind.one);
-    const __m512i twoBehind = _mm512_load_si512(behind.two);
+    const __m512i one = _mm512_load_si512(byteIndexes.one);
+    const __m512i two = _mm512_load_si512(byteIndexes.two);
     std::size_t in = 0;
     std::size_t out = 0;
+    Opening previous; // of the block before, which was full
+    __m512i previousBytes = _mm512_setzero_si512();
     while (in < length) {
         const std::size_t size = Smaller(64, length - in);
-        __m512i bytes;
-        auto whole = static_cast<unsigned>(size);
-        if (size == 64) {
-            bytes = _mm512_loadu_si512(input + in);
-            whole = WholeCharacters(input + in + 64, 64);
-        } else {
-            // What is not there reads as zeros, of which none is taken; a character that is cut off by them
-            // is ill-formed.
-            bytes = _mm512_maskz_loadu_epi8(FirstOf64(size), input + in);
-        }
+        const std::uint64_t taken = FirstOf64(size);
+        const __m512i bytes =
+            size == 64 ? _mm512_loadu_si512(input + in) : _mm512_maskz_loadu_epi8(taken, input + in);
         const std::size_t room = capacity - out;
         const std::uint64_t beyondASCII = InRegister(_mm512_movepi8_mask(bytes));
-        if (beyondASCII == 0) {
+        if ((beyondASCII | previous.any >> 63 | previous.three >> 62 | previous.four >> 61) == 0) {
             if (room < size) {
                 break;
             }
@@ -98,51 +105,61 @@ Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output
                 StoreUnits(output + out + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1)),
                            size - 32, room - 32);
             }
+            previous = {};
+            previousBytes = bytes;
             in += size;
             out += size;
             continue;
         }
-        const __m512i before = _mm512_maskz_permutexvar_epi8(~__mmask64{1}, oneBehind, bytes);
-        const __mmask64 continues = _mm512_cmplt_epi8_mask(bytes, EachByte512(0xC0));
+        const __m512i before = _mm512_permutex2var_epi8(bytes, one, previousBytes);
+        const __m512i twoBefore = _mm512_permutex2var_epi8(bytes, two, previousBytes);
+        const __mmask64 continuing = _mm512_cmplt_epi8_mask(bytes, EachByte512(0xC0));
+        const std::uint64_t continues = InRegister(continuing);
+        const Opening opening = {beyondASCII & ~continues,
+                                 InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xE0))),
+                                 InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xF0)))};
+        // By byte, whether it has to be the second of a character, the third and the fourth.
+        const std::uint64_t seconds = opening.any << 1 | previous.any >> 63;
+        const std::uint64_t thirds = opening.three << 2 | previous.three >> 62;
+        const std::uint64_t fourths = opening.four << 3 | previous.four >> 61;
         const std::uint64_t fromA0 = InRegister(_mm512_cmpgt_epi8_mask(bytes, EachByte512(0x9F)));
-        UTF8Bytes seen;
-        seen.continues = InRegister(continues);
-        seen.opens = beyondASCII & ~seen.continues;
-        seen.opensThree = InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xE0)));
-        seen.opensFour = InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xF0)));
-        seen.illFormed = (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xE0))) & ~fromA0) |
-                         (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xED))) & fromA0) |
-                         (seen.opens & InRegister(_mm512_cmplt_epu8_mask(bytes, EachByte512(0xC2))));
-        if (seen.opensFour != 0) {
+        std::uint64_t illFormed =
+            ((seconds | thirds | fourths) ^ continues) |
+            (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xE0))) & ~fromA0) |
+            (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xED))) & fromA0) |
+            (opening.any & InRegister(_mm512_cmplt_epu8_mask(bytes, EachByte512(0xC2))));
+        std::uint64_t thirdsOfFour = 0;
+        if ((opening.four | previous.four >> 61) != 0) {
             const std::uint64_t from90 = InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0x90)));
-            seen.illFormed |= (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xF0))) & ~from90) |
-                              (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xF4))) & from90) |
-                              InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xF5)));
+            illFormed |= (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xF0))) & ~from90) |
+                         (InRegister(_mm512_cmpeq_epi8_mask(before, EachByte512(0xF4))) & from90) |
+                         InRegister(_mm512_cmpge_epu8_mask(bytes, EachByte512(0xF5)));
+            thirdsOfFour = opening.four << 2 | previous.four >> 62;
         }
-        const UnitEnds found = FindUnitEnds(seen, 64, whole);
-        const std::size_t count = CountOf(found.ends);
-        if (count == 0 || room < count) {
+        // A unit comes of the last byte of each character, and of the third of four, the leading surrogate.
+        const std::uint64_t ends = ~(opening.any | opening.three << 1 | previous.three >> 63) & taken;
+        const std::size_t count = CountOf(ends);
+        if ((illFormed & taken) != 0 || room < count) {
             break;
         }
-        // The last byte of each character, the one before it and the one before that, if they belong to it.
-        const __m512i last = _mm512_maskz_compress_epi8(found.ends, bytes);
-        const __m512i second =
-            _mm512_maskz_compress_epi8(found.ends, _mm512_maskz_mov_epi8(continues, before));
-        const __m512i first = _mm512_maskz_compress_epi8(
-            found.ends,
-            _mm512_maskz_permutexvar_epi8(seen.continues & seen.continues << 1, twoBehind, bytes));
-        const auto store = [&](std::size_t at, __m256i lastBytes, __m256i secondBytes, __m256i firstBytes) {
-            // 80 to BF are continuations: their high bit goes.
-            const __m512i low = _mm512_and_si512(_mm512_cvtepu8_epi16(lastBytes), EachUnit512(0x7F));
-            const __m512i middle =
-                _mm512_slli_epi16(_mm512_and_si512(_mm512_cvtepu8_epi16(secondBytes), EachUnit512(0x3F)), 6);
-            const __m512i high = _mm512_slli_epi16(_mm512_cvtepu8_epi16(firstBytes), 12);
-            __m512i units = _mm512_or_si512(low, _mm512_or_si512(middle, high));
-            if (found.opensFour != 0) {
-                const auto leading =
-                    static_cast<__mmask32>(_pext_u64(found.opensFour << 2, found.ends) >> at);
-                const auto trailing =
-                    static_cast<__mmask32>(_pext_u64(found.opensFour << 3, found.ends) >> at);
+        // By byte, the two bytes of the unit that would end there: 7 bits of the byte itself or 6 that
+        // continue, 5 or 6 of the byte before, and 4 of the one before that, if it opens a character of three
+        // or more.
+        const __m512i second = _mm512_maskz_mov_epi8(continuing, before);
+        const __m512i first = _mm512_subs_epu8(twoBefore, EachByte512(0xE0));
+        const __m512i low =
+            _mm512_or_si512(_mm512_and_si512(bytes, EachByte512(0x7F)),
+                            _mm512_and_si512(_mm512_slli_epi16(second, 6), EachByte512(0xC0)));
+        const __m512i high =
+            _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi16(second, 2), EachByte512(0x0F)),
+                            _mm512_and_si512(_mm512_slli_epi16(first, 4), EachByte512(0xF0)));
+        const __m512i lowBytes = _mm512_maskz_compress_epi8(ends, low);
+        const __m512i highBytes = _mm512_maskz_compress_epi8(ends, high);
+        const auto store = [&](std::size_t at, const unsigned char* indexes) {
+            __m512i units = _mm512_permutex2var_epi8(lowBytes, _mm512_load_si512(indexes), highBytes);
+            if ((thirdsOfFour | fourths) != 0) {
+                const auto leading = static_cast<__mmask32>(_pext_u64(thirdsOfFour, ends) >> at);
+                const auto trailing = static_cast<__mmask32>(_pext_u64(fourths, ends) >> at);
                 const __m512i leadingUnits = _mm512_add_epi16(_mm512_srli_epi16(units, leadingSurrogateShift),
                                                               EachUnit512(leadingSurrogateBase));
                 const __m512i trailingUnits =
@@ -153,13 +170,24 @@ Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output
             }
             StoreUnits(output + out + at, units, count - at, room - at);
         };
-        store(0, _mm512_castsi512_si256(last), _mm512_castsi512_si256(second), _mm512_castsi512_si256(first));
-        if (count > 32) {
-            store(32, _mm512_extracti64x4_epi64(last, 1), _mm512_extracti64x4_epi64(second, 1),
-                  _mm512_extracti64x4_epi64(first, 1));
+        store(0, byteIndexes.low);
+        if (room >= 64 || count > 32) {
+            store(32, byteIndexes.high);
         }
-        in += whole;
+        previous = opening;
+        previousBytes = bytes;
+        in += size;
         out += count;
+    }
+    // A character that is cut off is left; of one of four bytes without its last the leading surrogate too.
+    if (in >= 1 && input[in - 1] >= 0xC0) {
+        return {in - 1, out};
+    }
+    if (in >= 2 && input[in - 2] >= 0xE0) {
+        return {in - 2, out};
+    }
+    if (in >= 3 && input[in - 3] >= 0xF0) {
+        return {in - 3, out - 1};
     }
     return {in, out};
 }

@@ -3,7 +3,6 @@
 
 #pragma once
 
-#include "Kernels/UTF8Ends.h"
 #include "Kernels/UTF8Loops.h"
 
 #include <cstddef>
@@ -48,6 +47,43 @@ void Widen(const unsigned char* input, unsigned size, std::uint16_t* output) noe
         Store(output + at, _mm_unpacklo_epi8(bytes, _mm_setzero_si128()));
         Store(output + at + 8, _mm_unpackhi_epi8(bytes, _mm_setzero_si128()));
     }
+}
+
+// A block of UTF-8 that begins with a character, one bit for each byte.
+struct UTF8Bytes {
+    std::uint64_t continues = 0;  // 80 to BF
+    std::uint64_t opens = 0;      // C0 to FF
+    std::uint64_t opensThree = 0; // E0 to FF: opens a character of three bytes or more
+    std::uint64_t opensFour = 0;  // F0 to FF
+    std::uint64_t illFormed = 0;  // C0, C1, F5 to FF; the second byte of an overlong form or a surrogate
+};
+
+struct UnitEnds {
+    std::uint64_t ends;      // by byte: whether a code unit comes of it and those before it
+    std::uint64_t opensFour; // of these characters
+};
+
+// The bytes of a block that ends at `end` without those of a character that the end cuts off; of an
+// ill-formed block anything. Looked up by themselves, so that the next block need not wait until all is known
+// of this one, and added up, for a branch would be guessed wrongly.
+unsigned WholeCharacters(const unsigned char* end, unsigned size) noexcept {
+    return size - (end[-1] >= 0xC0 ? 1u : 0u) - (end[-2] >= 0xE0 ? 2u : 0u) - (end[-3] >= 0xF0 ? 3u : 0u);
+}
+
+constexpr std::uint64_t LowBits(unsigned count) noexcept {
+    return count == 0 ? 0 : ~std::uint64_t{0} >> (64 - count);
+}
+
+// The whole characters of a block of `size` bytes, which make up `whole` of them; none where anything is
+// ill-formed. A character of four bytes has its leading surrogate at the third and its trailing one at the
+// fourth.
+UnitEnds FindUnitEnds(const UTF8Bytes& bytes, unsigned size, unsigned whole) noexcept {
+    const std::uint64_t expected = bytes.opens << 1 | bytes.opensThree << 2 | bytes.opensFour << 3;
+    if ((((expected ^ bytes.continues) & LowBits(size)) | bytes.illFormed) != 0) {
+        return {0, 0};
+    }
+    const std::uint64_t taken = LowBits(whole);
+    return {(~(bytes.continues >> 1) | bytes.opensFour << 2) & taken, bytes.opensFour & taken};
 }
 
 // Looks at `size` bytes, 16 or 64, that begin with a character, of which `whole` are whole characters.
