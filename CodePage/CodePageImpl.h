@@ -65,12 +65,9 @@ public:
     // The Windows number of the catalogue row.
     unsigned int GetWindowsAPICodePage() const;
 
-    // The two tables, with references of the caller's own: null for utf-8 and unicode-1-1.
-    struct Tables {
-        KBase::SmartPtrI<const MultiByteToUnicode> multiByteToUnicode;
-        KBase::SmartPtrI<const UnicodeToMultiByte> unicodeToMultiByte;
-    };
-    Tables GetTables() const;
+    // The row and the tables, with a reference of the caller's own.
+    using Fields = KBase::SmartPtrI<const CodePageFields>;
+    Fields GetFields() const;
 
     // A code page is serialized as its number alone. DeSerialize shares the names and tables of the
     // registry's object for the number read, and throws what GetCodePage throws, the object unchanged.
@@ -83,11 +80,9 @@ public:
 private:
     friend class CodePageImplTestAccess; // reaches the operating system's routes, which have no public caller
 
-    using Fields = KBase::SmartPtrI<const CodePageFields>;
     class Route;
 
     void Initialize(CODE_PAGE codePage);
-    Fields GetFields() const;
     void Replace(Fields replacement);
 
     // The operating system's own conversions. The library's callers convert through the tables.

@@ -1,5 +1,5 @@
-// TextDecoder and TextEncoder in chunks of 64 KiB into one buffer that is used again, beside the same text in
-// one call into a fresh string.
+// TextDecoder and TextEncoder, made for each text, in chunks of 64 KiB into one buffer that is used again,
+// beside the same text in one call into a fresh string.
 
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/TextDecoder.h"
@@ -49,8 +49,8 @@ void ConvertWithIcu(View text, std::vector<Out>& buffer, ConvertPiece convertPie
     }
 }
 
-void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
-                  const std::string& bytes, const KBase::WideString& units) {
+void RegisterDecoding(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
+                      const std::string& bytes) {
     Register("stream-decode/" + name + "/whole", bytes.size(), 1, [number, &bytes] {
         return [page = KCodePage::GetCodePageReference(number), &bytes] {
             benchmark::DoNotOptimize(page->ConvertToUnicode(bytes.data(), Length(bytes.size()),
@@ -58,8 +58,8 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const ch
         };
     });
     Register("stream-decode/" + name + "/kcodepage", bytes.size(), 1, [number, &bytes] {
-        return [decoder = KCodePage::TextDecoder(number), &bytes,
-                buffer = std::vector<KBase::wchar16>(chunkBytes + 16)]() mutable {
+        return [number, &bytes, buffer = std::vector<KBase::wchar16>(chunkBytes + 16)]() mutable {
+            KCodePage::TextDecoder decoder(number);
             Convert(decoder, std::span<const char>(bytes), buffer);
         };
     });
@@ -71,6 +71,10 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const ch
             });
         };
     });
+}
+
+void RegisterEncoding(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
+                      const KBase::WideString& units) {
     Register("stream-encode/" + name + "/whole", BytesIn(units), 1, [number, &units] {
         return [page = KCodePage::GetCodePageReference(number), &units] {
             benchmark::DoNotOptimize(page->ConvertToMultiByte(units.data(), Length(units.size()),
@@ -78,8 +82,8 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const ch
         };
     });
     Register("stream-encode/" + name + "/kcodepage", BytesIn(units), 1, [number, &units] {
-        return [encoder = KCodePage::TextEncoder(number), &units,
-                buffer = std::vector<char>(2 * chunkBytes)]() mutable {
+        return [number, &units, buffer = std::vector<char>(2 * chunkBytes)]() mutable {
+            KCodePage::TextEncoder encoder(number);
             Convert(encoder, std::span<const KBase::wchar16>(units), buffer);
         };
     });
@@ -96,8 +100,14 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const ch
 
 void RegisterStreams(const std::vector<Text>& texts) {
     for (const Text& text : texts) {
-        RegisterPage(text.name, text.page->number, text.page->icu, text.bytes, text.units);
-        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.utf8, text.units);
+        RegisterDecoding(text.name, text.page->number, text.page->icu, text.bytes);
+        RegisterEncoding(text.name, text.page->number, text.page->icu, text.units);
+        RegisterDecoding("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.utf8);
+        RegisterEncoding("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.units);
+        if (text.page->number == KCodePage::SHIFT_JIS) {
+            RegisterEncoding("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP",
+                             text.jisUnits);
+        }
     }
 }
 

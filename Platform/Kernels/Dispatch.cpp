@@ -76,17 +76,17 @@ const UTF8Loops& UTF8LoopsOf(Level level) noexcept {
     }
 }
 
-JisLoop* ShiftJisToJisOf(Level level) noexcept {
+const JisLoops& JisLoopsOf(Level level) noexcept {
     switch (level) {
 #ifdef KCODEPAGE_KERNELS_X86_64
     case Level::Avx512:
-        return Avx512ShiftJisToJis;
+        return avx512JisLoops;
     case Level::Avx2:
     case Level::Sse2:
-        return Sse2ShiftJisToJis;
+        return sse2JisLoops;
 #endif
     default:
-        return PlainShiftJisToJis;
+        return plainJisLoops;
     }
 }
 
@@ -110,13 +110,13 @@ const UTF8Loops* UTF8OfLevel(Level level) noexcept {
     return level <= HighestLevel() ? &UTF8LoopsOf(level) : nullptr;
 }
 
-JisLoop* ChosenShiftJisToJis() noexcept {
-    static JisLoop* const chosen = ShiftJisToJisOf(ChosenLevel());
+const JisLoops& ChosenJis() noexcept {
+    static const JisLoops& chosen = JisLoopsOf(ChosenLevel());
     return chosen;
 }
 
-JisLoop* ShiftJisToJisOfLevel(Level level) noexcept {
-    return level <= HighestLevel() ? ShiftJisToJisOf(level) : nullptr;
+const JisLoops* JisOfLevel(Level level) noexcept {
+    return level <= HighestLevel() ? &JisLoopsOf(level) : nullptr;
 }
 
 } // namespace Kernels

@@ -149,11 +149,9 @@ bool IsRegular(const JisTable& table) noexcept {
     return table.isRegular && std::memcmp(table.shiftJis->ranges, ranges, sizeof ranges) == 0;
 }
 
-} // namespace
-
 // A block at a time, and none of its branches depends on where in it the pairs are.
-JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
-                           unsigned char* output, std::size_t capacity) noexcept {
+JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
+               unsigned char* output, std::size_t capacity) noexcept {
     JisRun run = {0, 0, 0, inJIS};
     if (table.shiftJis->hasRanges) {
         const Stretches stretches(table.shiftJis->ranges);
@@ -235,10 +233,26 @@ JisRun Avx512ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned cha
             }
         }
     }
-    const JisRun rest = Sse2ShiftJisToJis(table, run.inJIS, input + run.consumed, length - run.consumed,
-                                          output + run.written, capacity - run.written);
+    const JisRun rest = sse2JisLoops.convert(table, run.inJIS, input + run.consumed, length - run.consumed,
+                                             output + run.written, capacity - run.written);
     return {run.consumed + rest.consumed, run.characters + rest.characters, run.written + rest.written,
             rest.inJIS};
 }
+
+std::size_t BeforeEscape(const unsigned char* input, std::size_t length) noexcept {
+    for (std::size_t done = 0; done < length; done += blockSize) {
+        const __m512i bytes =
+            _mm512_maskz_loadu_epi8(FirstOf64(Smaller(blockSize, length - done)), input + done);
+        const __mmask64 shifts = _mm512_cmpeq_epi8_mask(_mm512_or_si512(bytes, Set(1)), Set(0x0F));
+        if (const std::uint64_t found = shifts | _mm512_cmpeq_epi8_mask(bytes, Set(0x1B)); found != 0) {
+            return done + _tzcnt_u64(found);
+        }
+    }
+    return length;
+}
+
+} // namespace
+
+constinit const JisLoops avx512JisLoops = {Convert, BeforeEscape};
 
 } // namespace Kernels

@@ -41,16 +41,25 @@ inline constexpr std::size_t jisSlack = 64;
 using JisLoop = JisRun(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
                        unsigned char* output, std::size_t capacity) noexcept;
 
-// The loop of the level that Chosen() has, and that of any level, or null where the processor does not have
-// it.
-JisLoop* ChosenShiftJisToJis() noexcept;
-JisLoop* ShiftJisToJisOfLevel(Level level) noexcept;
+// How many bytes of Shift-JIS text come before the first SO, SI or ESC, which announce another character set.
+// The second byte of a pair is none of them.
+using BeforeEscapeLoop = std::size_t(const unsigned char* input, std::size_t length) noexcept;
 
-JisLoop PlainShiftJisToJis;
+struct JisLoops {
+    JisLoop* convert;
+    BeforeEscapeLoop* beforeEscape;
+};
+
+// The loops of the level that Chosen() has, and those of any level, or null where the processor does not have
+// it.
+const JisLoops& ChosenJis() noexcept;
+const JisLoops* JisOfLevel(Level level) noexcept;
+
+extern const JisLoops plainJisLoops;
 // CMakeLists.txt says for which processors there is more.
 #ifdef KCODEPAGE_KERNELS_X86_64
-JisLoop Sse2ShiftJisToJis;
-JisLoop Avx512ShiftJisToJis;
+extern const JisLoops sse2JisLoops;
+extern const JisLoops avx512JisLoops;
 #endif
 
 } // namespace Kernels

@@ -1,5 +1,6 @@
 #include "Kernels/ShiftJisLoops.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace Kernels {
@@ -17,8 +18,10 @@ std::uint16_t RegularJisCode(unsigned char leadByte, unsigned char secondByte) n
     return static_cast<std::uint16_t>((0x21 + row) << 8 | (0x21 + cell));
 }
 
-JisRun PlainShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
-                          unsigned char* output, std::size_t capacity) noexcept {
+namespace {
+
+JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
+               unsigned char* output, std::size_t capacity) noexcept {
     constexpr std::size_t escapeLength = 3;
     JisRun run = {0, 0, 0, inJIS};
     while (run.consumed < length) {
@@ -50,5 +53,19 @@ JisRun PlainShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char
     }
     return run;
 }
+
+std::size_t BeforeEscape(const unsigned char* input, std::size_t length) noexcept {
+    constexpr unsigned char shiftOut = 0x0E;
+    constexpr unsigned char shiftIn = 0x0F;
+    constexpr unsigned char escape = 0x1B;
+    const unsigned char* const found = std::find_if(input, input + length, [](unsigned char byte) {
+        return byte == shiftOut || byte == shiftIn || byte == escape;
+    });
+    return static_cast<std::size_t>(found - input);
+}
+
+} // namespace
+
+constinit const JisLoops plainJisLoops = {Convert, BeforeEscape};
 
 } // namespace Kernels

@@ -59,11 +59,9 @@ __m128i SwapBytes(__m128i units) noexcept {
     return _mm_unpacklo_epi64(a, b);
 }
 
-} // namespace
-
 // A run at a time, 16 bytes of it in one step: what is behind the run's end is written over by the next.
-JisRun Sse2ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
-                         unsigned char* output, std::size_t capacity) noexcept {
+JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, std::size_t length,
+               unsigned char* output, std::size_t capacity) noexcept {
     constexpr unsigned firstBytes = 0x5555;
     constexpr unsigned end = 1u << blockSize;
     JisRun run = {0, 0, 0, inJIS};
@@ -128,10 +126,34 @@ JisRun Sse2ShiftJisToJis(const JisTable& table, bool inJIS, const unsigned char*
             }
         }
     }
-    const JisRun rest = PlainShiftJisToJis(table, run.inJIS, input + run.consumed, length - run.consumed,
-                                           output + run.written, capacity - run.written);
+    const JisRun rest = plainJisLoops.convert(table, run.inJIS, input + run.consumed, length - run.consumed,
+                                              output + run.written, capacity - run.written);
     return {run.consumed + rest.consumed, run.characters + rest.characters, run.written + rest.written,
             rest.inJIS};
 }
+
+std::size_t BeforeEscape(const unsigned char* input, std::size_t length) noexcept {
+    // With the controls between them, of which texts have none either, they take one comparison.
+    const __m128i shiftOut = _mm_set1_epi8(0x0E);
+    const __m128i span = _mm_set1_epi8(0x1B - 0x0E);
+    std::size_t done = 0;
+    for (; length - done >= 4 * blockSize; done += 4 * blockSize) {
+        const auto above = [&](std::size_t block) {
+            return _mm_sub_epi8(
+                _mm_loadu_si128(reinterpret_cast<const __m128i*>(input + done + block * blockSize)),
+                shiftOut);
+        };
+        const __m128i least =
+            _mm_min_epu8(_mm_min_epu8(above(0), above(1)), _mm_min_epu8(above(2), above(3)));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_min_epu8(least, span), least)) != 0) {
+            break;
+        }
+    }
+    return done + plainJisLoops.beforeEscape(input + done, length - done);
+}
+
+} // namespace
+
+constinit const JisLoops sse2JisLoops = {Convert, BeforeEscape};
 
 } // namespace Kernels

@@ -165,6 +165,43 @@ TEST_F(JisEncoderTest, AllUnitsInOneTextGiveTheSameInEveryPiece) {
     }
 }
 
+// Long enough for many of the stretches in which it is converted.
+TEST_F(JisEncoderTest, LongTextsOfAllKindsInPiecesOfEverySize) {
+    std::vector<wchar16> pairs;
+    for (unsigned unit = 0x80; unit < 0x10000; ++unit) {
+        if (ExpectedOfUnits()[unit].isExact) {
+            pairs.push_back(static_cast<wchar16>(unit));
+        }
+    }
+    std::mt19937 random(44);
+    std::vector<wchar16> text;
+    while (text.size() < 150'000) {
+        const bool isASCII = random() % 2 == 0;
+        for (auto run = random() % (random() % 20 == 0 ? 2000 : 20); run > 0; --run) {
+            text.push_back(isASCII ? static_cast<wchar16>(random() % 96 + 0x20)
+                                   : pairs[random() % pairs.size()]);
+        }
+        // What does not convert: announcers of other character sets, half-width katakana, what JIS does not
+        // have, best fits. Rare at first.
+        if (random() % 150'000 < text.size()) {
+            text.push_back(u"\u000E\u000F\u001B\uFF71\u2170\uE000\u00A5\u00B7\u0100\u0010"[random() % 10]);
+        }
+    }
+    for (const bool allowBestFit : {false, true}) {
+        const TextPolicy policy = Policy(true, allowBestFit);
+        const EncoderOutcome outcome = ConvertAtOnce<char>(Encoder(policy), text);
+        ASSERT_EQ(outcome.output, Bytes(ExpectedOf(text, allowBestFit)));
+        for (const auto& [size, capacity] : {std::pair<std::size_t, std::size_t>{1000, 70},
+                                             {32768, 65536},
+                                             {7777, 500},
+                                             {text.size(), 4096},
+                                             {100, 10'000}}) {
+            ASSERT_TRUE(TextPieces::Convert<char>(Encoder(policy), text, size, capacity, false) == outcome)
+                << "in pieces of " << size << ", capacity " << capacity;
+        }
+    }
+}
+
 TEST_F(JisEncoderTest, WhatConvertsIcuAndIconvDecodeToTheSameUnit) {
     OtherConverters::IcuDecoder icu("ISO-2022-JP");
     // iconv's JIS X 0208 has these under other units, and nothing of row 13.

@@ -5,6 +5,7 @@
 #include "CodePage/CodePageImpl.h"
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Initializer.h"
+#include "CodePage/Private/Tables/DecodingTable.h"
 #include "SharedObjects.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +27,7 @@ using KBase::operator""_w;
 using Table = KBase::SmartPtrI<const MultiByteToUnicode>;
 
 Table TableOf(const CodePage& codePage) {
-    return dynamic_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
+    return GetDecodingTable(codePage);
 }
 
 std::string Decode(CodePage& codePage, const std::string& bytes) {

@@ -7,6 +7,8 @@
 #include "CodePage/Initializer.h"
 #include "CodePage/Private/Core/ModuleState.h"
 #include "CodePage/ShiftJisToJis.h"
+#include "CodePage/TextDecoder.h"
+#include "CodePage/TextEncoder.h"
 #include "KSerialization/Streams.h"
 #include "MarkedTables.h"
 #include "Raised.h"
@@ -15,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -367,6 +370,30 @@ TEST(ThreadsTest, JisTextGoesTogetherWithAShiftJisPageThatBecomesOtherPages) {
             }
         }
     });
+}
+
+TEST(ThreadsTest, AllThreadsMayMakeTheFirstStreamsOfAPageWhileAnotherFlushes) {
+    for (int round = 0; round < 10; ++round) {
+        const TimeLimit limit("eight threads making streams at once");
+        const Initializer initializer;
+        SetBasePath(u"UseWindowsAPI"_w);
+        std::vector<std::string> seen(threadCount);
+        RunAtOnce([&](std::size_t thread) {
+            if (thread == 0) {
+                FlushCodePageCaches();
+            }
+            TextDecoder decoder(SHIFT_JIS);
+            std::array<KBase::wchar16, 8> units{};
+            const std::size_t count = decoder.Convert(std::string_view("\x82\xA0y"), units, true).written;
+            for (const CODE_PAGE page : {SHIFT_JIS, ISO_2022_JP}) {
+                TextEncoder encoder(page);
+                std::array<char, 100> bytes{};
+                seen[thread].append(bytes.data(),
+                                    encoder.Convert({units.data(), count}, bytes, true).written);
+            }
+        });
+        EXPECT_EQ(seen, std::vector<std::string>(threadCount, "\x82\xA0y\x1B$B$\"\x1B(By"));
+    }
 }
 
 TEST(ThreadsTest, AllThreadsThatAskForTheShiftJisToJisTableFirstOfAllGetOneObject) {

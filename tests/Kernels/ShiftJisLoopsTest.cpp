@@ -158,7 +158,7 @@ std::vector<std::string> Samples() {
 class ShiftJisLoopsTest : public testing::TestWithParam<Level> {
 protected:
     void SetUp() override {
-        if (Kernels::ShiftJisToJisOfLevel(GetParam()) == nullptr) {
+        if (Kernels::JisOfLevel(GetParam()) == nullptr) {
             GTEST_SKIP() << "this processor does not have it";
         }
     }
@@ -172,7 +172,7 @@ protected:
             const Table regular(*decoding, DumpedCodes(), true);
             for (const std::string& sample : Samples()) {
                 for (const Table* const table : {&irregular, &regular}) {
-                    check(Kernels::ShiftJisToJisOfLevel(GetParam()), *table, std::string_view(sample));
+                    check(Kernels::JisOfLevel(GetParam())->convert, *table, std::string_view(sample));
                 }
             }
         }
@@ -241,16 +241,41 @@ TEST_P(ShiftJisLoopsTest, AnEscapeSequenceIsWrittenOnlyWithTheCharacterBehindIt)
     std::vector<std::uint16_t> codes(0x10000, 0x2122);
     codes[0x8181] = 0;
     const Kernels::JisTable table = {&decoding->table, codes.data(), false};
-    auto* const loop = Kernels::ShiftJisToJisOfLevel(GetParam());
+    const Kernels::JisLoops* const loops = Kernels::JisOfLevel(GetParam());
     for (std::size_t singles = 0; singles < 70; ++singles) {
         const std::string before(singles, 'a');
         const std::string text = before + "\x81\x81" + std::string(70, 'b');
         std::string output(200, '\0');
-        const JisRun run = loop(table, false, reinterpret_cast<const unsigned char*>(text.data()),
-                                text.size(), reinterpret_cast<unsigned char*>(output.data()), output.size());
+        const JisRun run =
+            loops->convert(table, false, reinterpret_cast<const unsigned char*>(text.data()), text.size(),
+                           reinterpret_cast<unsigned char*>(output.data()), output.size());
         EXPECT_EQ(output.substr(0, run.written), before);
         EXPECT_EQ(run.consumed, singles);
         EXPECT_FALSE(run.inJIS);
+    }
+}
+
+TEST_P(ShiftJisLoopsTest, TheFirstByteThatAnnouncesAnotherCharacterSetIsFound) {
+    Kernels::BeforeEscapeLoop* const beforeEscape = Kernels::JisOfLevel(GetParam())->beforeEscape;
+    std::mt19937 random(9);
+    for (std::size_t length = 0; length <= longest; ++length) {
+        for (std::size_t alignment = 0; alignment < 3; ++alignment) {
+            ExactBuffer<unsigned char> text(alignment + length);
+            unsigned char* const begin = text.Get() + alignment;
+            for (std::size_t i = 0; i < length; ++i) {
+                const auto byte = static_cast<unsigned char>(random());
+                // Controls between them too, but rarely.
+                begin[i] = byte == 0x0E || byte == 0x0F || byte == 0x1B ? 0x8E : byte;
+                begin[i] = byte < 0x20 && random() % 8 != 0 ? 'a' : begin[i];
+            }
+            ASSERT_EQ(beforeEscape(begin, length), length);
+            for (std::size_t place = 0; place < length; ++place) {
+                const unsigned char before = begin[place];
+                begin[place] = static_cast<unsigned char>("\x0E\x0F\x1B"[place % 3]);
+                ASSERT_EQ(beforeEscape(begin, length), place) << length;
+                begin[place] = before;
+            }
+        }
     }
 }
 
@@ -269,7 +294,7 @@ TEST_P(ShiftJisLoopsTest, EveryPairOfTheGridAndAroundItHasTheDumpsCode) {
             text += static_cast<char>(pair >> 8);
             text += static_cast<char>(pair);
             text += std::string(random() % 130, '\x9F');
-            ASSERT_EQ(RunLoop(Kernels::ShiftJisToJisOfLevel(GetParam()), table, text, false, room),
+            ASSERT_EQ(RunLoop(Kernels::JisOfLevel(GetParam())->convert, table, text, false, room),
                       table.Expected(text, false, room))
                 << testing::PrintToString(text);
         }

@@ -1,12 +1,13 @@
 // CodePageFields: what a code page object holds: its row of the catalogue and its two tables, which belong
 // together. An object is pointed at other fields as a whole; the fields themselves never change once an
-// object points at them, and several objects may share them. Thread safety: the reference count is atomic;
-// the rest is only read once it is shared.
+// object points at them, and several objects may share them. Thread safety: the reference count is atomic,
+// and the exact maps look after themselves; the rest is only read once it is shared.
 
 #pragma once
 
 #include "CodePage/CODE_PAGE.h"
 #include "CodePage/MultiByteToUnicode.h"
+#include "CodePage/Private/Core/ExactMaps.h"
 #include "CodePage/UnicodeToMultiByte.h"
 #include "KBase/ReferenceCounted.h"
 #include "KBase/WideString.h"
@@ -24,6 +25,7 @@ struct CodePageFields {
     unsigned int windowsCodePage = 0;
     KBase::SmartPtrI<MultiByteToUnicode> multiByteToUnicode; // null for utf-8 and unicode-1-1
     KBase::SmartPtrI<UnicodeToMultiByte> unicodeToMultiByte;
+    mutable ExactMaps exactMaps;
 
     // As for KBase::ReferenceCounted.
     void AddRef() const noexcept { ++referenceCount; }

@@ -124,14 +124,9 @@ unsigned int CodePageImpl::GetWindowsAPICodePage() const {
     return fields->windowsCodePage;
 }
 
-CodePageImpl::Tables CodePageImpl::GetTables() const {
-    const KSynch::ScopedReadLock hold(*lock);
-    return {KBase::SmartPtrI<const MultiByteToUnicode>(fields->multiByteToUnicode.Get()),
-            KBase::SmartPtrI<const UnicodeToMultiByte>(fields->unicodeToMultiByte.Get())};
-}
-
 KBase::SmartPtrI<const MultiByteToUnicode> GetDecodingTable(const CodePage& codePage) {
-    return static_cast<const CodePageImpl&>(codePage).GetTables().multiByteToUnicode;
+    const CodePageImpl::Fields fields = static_cast<const CodePageImpl&>(codePage).GetFields();
+    return KBase::SmartPtrI<const MultiByteToUnicode>(fields->multiByteToUnicode.Get());
 }
 
 void CodePageImpl::Serialize(KSerialization::WriteDataStream& stream) const {

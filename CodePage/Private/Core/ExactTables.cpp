@@ -6,33 +6,42 @@
 
 namespace KCodePage {
 
-ExactTables::ExactTables(CODE_PAGE codePage, const TextPolicy& policy)
-    : allowBestFit(policy.allowBestFit), sevenBit(policy.sevenBit) {
-    const auto page = FindOrCreateCodePage(codePage);
-    tables = page->GetTables();
-    if (!tables.multiByteToUnicode || !tables.unicodeToMultiByte || codePage == ISO_2022_JP) {
+ExactTables::ExactTables(CODE_PAGE codePage, const TextPolicy& textPolicy)
+    : fields(FindOrCreateCodePage(codePage)->GetFields()),
+      allowBestFit(textPolicy.allowBestFit),
+      sevenBit(textPolicy.sevenBit),
+      policy((allowBestFit ? 1u : 0u) + (sevenBit ? 2u : 0u)) {
+    if (!fields->multiByteToUnicode || !fields->unicodeToMultiByte || codePage == ISO_2022_JP) {
         Throw<UserErrorException>(KBase::WideStream() << "The character set is not supported: "
-                                                      << KBase::WideView(page->GetIANAName()));
+                                                      << KBase::WideView(fields->ianaNameWide));
     }
 }
 
+const DecodeMap& ExactTables::DecodingMap() const {
+    return fields->exactMaps.decoding[sevenBit ? 1 : 0].Get([this] { return DecodeMap(*this); });
+}
+
+const EncodeMap& ExactTables::EncodingMap() const {
+    return fields->exactMaps.encoding[policy].Get([this] { return EncodeMap(*this); });
+}
+
 unsigned ExactTables::GetNumberOfBytesInThisCharacter(const char* text) const {
-    return tables.multiByteToUnicode->GetNumberOfBytesInThisCharacter(text);
+    return fields->multiByteToUnicode->GetNumberOfBytesInThisCharacter(text);
 }
 
 UnicodeCharacter ExactTables::Convert(unsigned char byte) const {
-    return sevenBit && byte > 0x7F ? UnicodeCharacter() : tables.multiByteToUnicode->Convert(byte);
+    return sevenBit && byte > 0x7F ? UnicodeCharacter() : fields->multiByteToUnicode->Convert(byte);
 }
 
 UnicodeCharacter ExactTables::Convert(unsigned char leadByte, unsigned char secondByte) const {
-    const UnicodeCharacter character = tables.multiByteToUnicode->Convert(leadByte, secondByte);
+    const UnicodeCharacter character = fields->multiByteToUnicode->Convert(leadByte, secondByte);
     if (!character.IsValid() || sevenBit) {
         return UnicodeCharacter();
     }
     // A lead byte with 00 is undefined in every page: what it decodes to is the default unit.
-    const UnicodeCharacter defaultUnit = tables.multiByteToUnicode->Convert(leadByte, 0);
+    const UnicodeCharacter defaultUnit = fields->multiByteToUnicode->Convert(leadByte, 0);
     if (defaultUnit.IsValid() && character.Get() == defaultUnit.Get() &&
-        !(tables.unicodeToMultiByte->Convert(character.Get()) == MultiByteCharacter(leadByte, secondByte))) {
+        !(fields->unicodeToMultiByte->Convert(character.Get()) == MultiByteCharacter(leadByte, secondByte))) {
         return UnicodeCharacter();
     }
     return character;
@@ -42,12 +51,12 @@ MultiByteCharacter ExactTables::Convert(unsigned short codeUnit) const {
     if (sevenBit && codeUnit > 0x7F) {
         return MultiByteCharacter();
     }
-    const MultiByteCharacter character = tables.unicodeToMultiByte->Convert(codeUnit);
+    const MultiByteCharacter character = fields->unicodeToMultiByte->Convert(codeUnit);
     return allowBestFit || IsRoundTrip(codeUnit, character) ? character : MultiByteCharacter();
 }
 
 MultiByteCharacter ExactTables::BestFit(unsigned short codeUnit) const {
-    const MultiByteCharacter character = tables.unicodeToMultiByte->Convert(codeUnit);
+    const MultiByteCharacter character = fields->unicodeToMultiByte->Convert(codeUnit);
     return sevenBit || IsRoundTrip(codeUnit, character) ? MultiByteCharacter() : character;
 }
 
@@ -57,8 +66,8 @@ bool ExactTables::IsRoundTrip(unsigned short codeUnit, const MultiByteCharacter&
     }
     const auto byte1 = static_cast<unsigned char>(character.GetByte1());
     const auto byte2 = static_cast<unsigned char>(character.GetByte2());
-    const UnicodeCharacter back = character.Length() == 1 ? tables.multiByteToUnicode->Convert(byte1)
-                                                          : tables.multiByteToUnicode->Convert(byte1, byte2);
+    const UnicodeCharacter back = character.Length() == 1 ? fields->multiByteToUnicode->Convert(byte1)
+                                                          : fields->multiByteToUnicode->Convert(byte1, byte2);
     return back.IsValid() && back.Get() == codeUnit;
 }
 

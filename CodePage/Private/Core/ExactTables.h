@@ -5,8 +5,9 @@
 
 #pragma once
 
-#include "CodePage/CodePageImpl.h"
+#include "CodePage/Private/Core/CodePageFields.h"
 #include "CodePage/TextConversion.h"
+#include "KBase/ReferenceCounted.h"
 
 namespace KCodePage {
 
@@ -14,7 +15,7 @@ class ExactTables {
 public:
     // Takes the tables of `codePage` from the registry. Throws what GetCodePage throws, and
     // UserErrorException for a code page that has none or does not decode.
-    ExactTables(CODE_PAGE codePage, const TextPolicy& policy);
+    ExactTables(CODE_PAGE codePage, const TextPolicy& textPolicy);
 
     // The three questions of a DecodeMap. What stands for no character is invalid: a pair that decodes to the
     // default unit without being that unit's own bytes is undefined, and so is a lead byte with 00.
@@ -28,12 +29,21 @@ public:
     // What the code unit has for a best fit; invalid where it has a character of its own, or nothing.
     MultiByteCharacter BestFit(unsigned short codeUnit) const;
 
+    // The flat look-ups of these questions, and the others that belong to the policy. They live as long as
+    // this or a copy.
+    const DecodeMap& DecodingMap() const;
+    const EncodeMap& EncodingMap() const;
+    BuiltOnce<EncodeMap>& EncodingMapToJis() const { return fields->exactMaps.encodingToJis[policy]; }
+
+    const MultiByteToUnicode& Decoding() const { return *fields->multiByteToUnicode; }
+
 private:
     bool IsRoundTrip(unsigned short codeUnit, const MultiByteCharacter& character) const;
 
-    CodePageImpl::Tables tables;
+    KBase::SmartPtrI<const CodePageFields> fields;
     bool allowBestFit;
     bool sevenBit;
+    unsigned policy; // the index in ExactMaps
 };
 
 } // namespace KCodePage

@@ -2,16 +2,17 @@
 
 #include "CodePage/Private/Tables/UnmappedUnit.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace KCodePage {
 
 namespace {
 
-constexpr std::size_t allCodeUnits = 0x10000;
 constexpr std::uint16_t noCode = 0xFFFF;
 constexpr std::size_t escapeLength = 3;
-constexpr std::size_t longestCharacter = escapeLength + 2;
+constexpr std::size_t shortestStretch = 64;
+constexpr std::size_t longestStretch = 32 * 1024; // bytes
 
 // What a one-byte character may be: 7-bit, and nothing that announces another character set.
 bool IsPlain(unsigned byte) noexcept {
@@ -21,16 +22,43 @@ bool IsPlain(unsigned byte) noexcept {
     return byte < 0x80 && byte != shiftOut && byte != shiftIn && byte != escape;
 }
 
+// Answers for an EncodeMap with what JIS text may be made of: 7-bit characters and pairs. All ASCII, for the
+// loops are fastest where that stands for itself.
+struct SimpleShiftJis {
+    const ExactTables& tables;
+    const Kernels::DecodeTable& leads;
+
+    MultiByteCharacter Convert(wchar16 unit) const {
+        const MultiByteCharacter character = tables.Convert(unit);
+        const auto byte = static_cast<unsigned char>(character.GetByte1());
+        const bool isPair = character.Length() == 2;
+        const bool isSimple =
+            character.IsValid() && isPair == (leads.rowOf[byte] != 0) && (isPair || byte < 0x80);
+        return isSimple ? character : MultiByteCharacter();
+    }
+};
+
 } // namespace
 
 JisEncoding::JisEncoding(const TextPolicy& policy)
     : tables(SHIFT_JIS, policy),
       shiftJisToJis(ShiftJisToJis::InstanceReference()),
-      substitution(policy.encoded),
-      codes(allCodeUnits) {
-    for (std::size_t unit = 0; unit < allCodeUnits; ++unit) {
-        codes[unit] = CodeOf(tables.Convert(static_cast<wchar16>(unit)));
+      substitution(policy.encoded) {
+    const DecodeMap* const leads = DecodeMap::Of(tables.Decoding());
+    if (leads == nullptr || HasCodesLikeBytes()) {
+        return;
     }
+    between.resize(longestStretch);
+    stretch = longestStretch;
+    map = &tables.EncodingMapToJis().Get([&] { return EncodeMap(SimpleShiftJis{tables, leads->Table()}); });
+    table = {&leads->Table(), shiftJisToJis->codes.data(), shiftJisToJis->irregularCodes == 0};
+}
+
+// Whether the table has JIS codes without a first byte, which the loops would take.
+bool JisEncoding::HasCodesLikeBytes() const noexcept {
+    const auto& codes = shiftJisToJis->codes;
+    return shiftJisToJis->irregularCodes != 0 &&
+           std::any_of(codes.begin(), codes.end(), [](unsigned code) { return code != 0 && code <= 0xFF; });
 }
 
 // The byte or the JIS code of a Shift-JIS character; noCode where there is neither.
@@ -63,20 +91,33 @@ std::size_t JisEncoding::Put(std::uint16_t code, char* out) noexcept {
 
 JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* out,
                                        std::size_t capacity) noexcept {
+    const Kernels::JisLoops& loops = Kernels::ChosenJis();
+    const auto* const text = reinterpret_cast<const unsigned char*>(between.data());
     Progress progress{0, 0};
-    while (progress.consumed < n && capacity - progress.written >= longestCharacter) {
-        const std::uint16_t code = codes[in[progress.consumed]];
-        if (code == noCode) {
+    while (map != nullptr && capacity - progress.written > Kernels::jisSlack) {
+        const std::size_t room = capacity - progress.written - Kernels::jisSlack;
+        const Kernels::Run first = map->Convert(in + progress.consumed, n - progress.consumed, between.data(),
+                                                std::min(stretch, room)); // JIS text is never shorter
+        const Kernels::JisRun second =
+            loops.convert(table, inJIS, text, loops.beforeEscape(text, first.written),
+                          reinterpret_cast<unsigned char*>(out + progress.written), room);
+        inJIS = second.inJIS;
+        progress.consumed += second.characters; // each of one code unit
+        progress.written += second.written;
+        if (second.consumed < first.written) {
+            stretch = shortestStretch; // the rest was converted to Shift-JIS in vain
             break;
         }
-        progress.written += Put(code, out + progress.written);
-        ++progress.consumed;
+        if (second.consumed == 0) {
+            break;
+        }
+        stretch = std::min(2 * stretch, between.size());
     }
     return progress;
 }
 
 TextStep JisEncoding::Step(const wchar16* in, std::size_t n, bool end, char* out) {
-    if (const std::uint16_t code = codes[in[0]]; code != noCode) {
+    if (const std::uint16_t code = CodeOf(tables.Convert(in[0])); code != noCode) {
         return {TextStep::Kind::Converted, 1, Put(code, out)};
     }
     const bool hasBestFit = CodeOf(tables.BestFit(in[0])) != noCode;

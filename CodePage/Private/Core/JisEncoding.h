@@ -1,13 +1,15 @@
-// JisEncoding: the codec that encodes to iso-2022-jp exactly, piece by piece. The code page itself goes by
-// way of Shift-JIS text, and lets bytes through that are no part of 7-bit JIS; here they have no counterpart.
-// Thread safety: one thread at a time.
+// JisEncoding: the codec that encodes to iso-2022-jp exactly, piece by piece. Like the code page itself it
+// goes by way of Shift-JIS text; but that lets bytes through that are no part of 7-bit JIS, and here they
+// have no counterpart. Thread safety: one thread at a time.
 
 #pragma once
 
 #include "CodePage/Private/Core/ExactTables.h"
 #include "CodePage/Private/Tables/TextStream.h"
 #include "CodePage/ShiftJisToJis.h"
+#include "Kernels/ShiftJisLoops.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -33,14 +35,18 @@ public:
     std::size_t Finish(char* out) noexcept; // a text ends in one-byte mode
 
 private:
+    bool HasCodesLikeBytes() const noexcept;
     std::uint16_t CodeOf(const MultiByteCharacter& shiftJis) const;
     std::size_t Put(std::uint16_t code, char* out) noexcept;
 
     ExactTables tables; // of shift_jis
     KBase::SmartPtrI<ShiftJisToJis> shiftJisToJis;
     char substitution;
-    std::vector<std::uint16_t> codes; // by code unit: a byte, or a JIS code; noCode for neither
-    bool inJIS = false;               // two-byte mode
+    const EncodeMap* map = nullptr; // to Shift-JIS; null where all goes character by character
+    Kernels::JisTable table;        // from there to JIS
+    std::vector<char> between;      // Shift-JIS text, a stretch of it
+    std::size_t stretch = 0;
+    bool inJIS = false; // two-byte mode
 };
 
 } // namespace KCodePage

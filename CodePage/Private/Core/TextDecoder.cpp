@@ -2,7 +2,6 @@
 
 #include "CodePage/Private/Core/ExactTables.h"
 #include "CodePage/Private/Icu/IcuTextStream.h"
-#include "CodePage/Private/Tables/DecodeMap.h"
 #include "CodePage/Private/Tables/TextStream.h"
 #include "UTF8/UTF8.h"
 
@@ -20,22 +19,21 @@ public:
     using Output = wchar16;
 
     TableDecoding(CODE_PAGE codePage, const TextPolicy& policy)
-        : shared(std::make_shared<Shared>(codePage, policy)), substitution(policy.decoded) {}
+        : tables(codePage, policy), map(&tables.DecodingMap()), substitution(policy.decoded) {}
 
     Kernels::Run Run(const char* in, std::size_t n, wchar16* out, std::size_t capacity) const noexcept {
-        return shared->map.Convert(in, n, out, capacity);
+        return map->Convert(in, n, out, capacity);
     }
 
     TextStep Step(const char* in, std::size_t n, bool end, wchar16* out) const {
-        const std::size_t length = shared->tables.GetNumberOfBytesInThisCharacter(in);
+        const std::size_t length = tables.GetNumberOfBytesInThisCharacter(in);
         if (n < length) {
             return end ? TextStep{TextStep::Kind::Failed, n, 0, TextFailureKind::CutOff}
                        : TextStep{TextStep::Kind::NeedsMore};
         }
         const auto byte = static_cast<unsigned char>(in[0]);
         const UnicodeCharacter character =
-            length == 2 ? shared->tables.Convert(byte, static_cast<unsigned char>(in[1]))
-                        : shared->tables.Convert(byte);
+            length == 2 ? tables.Convert(byte, static_cast<unsigned char>(in[1])) : tables.Convert(byte);
         if (!character.IsValid()) {
             return {TextStep::Kind::Failed, length, 0, TextFailureKind::Undefined};
         }
@@ -49,15 +47,8 @@ public:
     }
 
 private:
-    // Immutable, and the same for all copies of a decoder.
-    struct Shared {
-        Shared(CODE_PAGE codePage, const TextPolicy& policy) : tables(codePage, policy), map(tables) {}
-
-        ExactTables tables;
-        DecodeMap map;
-    };
-
-    std::shared_ptr<const Shared> shared;
+    ExactTables tables;
+    const DecodeMap* map;
     wchar16 substitution;
 };
 

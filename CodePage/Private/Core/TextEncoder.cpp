@@ -2,7 +2,6 @@
 
 #include "CodePage/Private/Core/ExactTables.h"
 #include "CodePage/Private/Core/JisEncoding.h"
-#include "CodePage/Private/Tables/EncodeMap.h"
 #include "CodePage/Private/Tables/TextStream.h"
 #include "CodePage/Private/Tables/UnmappedUnit.h"
 #include "UTF8/UTF8.h"
@@ -20,10 +19,10 @@ public:
     using Output = char;
 
     TableEncoding(CODE_PAGE codePage, const TextPolicy& policy)
-        : tables(codePage, policy), map(tables), substitution(policy.encoded) {}
+        : tables(codePage, policy), map(&tables.EncodingMap()), substitution(policy.encoded) {}
 
     Kernels::Run Run(const wchar16* in, std::size_t n, char* out, std::size_t capacity) const noexcept {
-        return map.Convert(in, n, out, capacity);
+        return map->Convert(in, n, out, capacity);
     }
 
     TextStep Step(const wchar16* in, std::size_t n, bool end, char* out) const {
@@ -43,7 +42,7 @@ public:
 
 private:
     ExactTables tables;
-    EncodeMap map;
+    const EncodeMap* map;
     char substitution;
 };
 

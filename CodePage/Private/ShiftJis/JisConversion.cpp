@@ -106,7 +106,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
     const DecodeMap* const leads = decoding != nullptr ? DecodeMap::Of(*decoding) : nullptr;
     const Kernels::JisTable table = {leads != nullptr ? &leads->Table() : nullptr, codes.data(),
                                      irregularCodes == 0};
-    Kernels::JisLoop* const loop = Kernels::ChosenShiftJisToJis();
+    Kernels::JisLoop* const loop = Kernels::ChosenJis().convert;
     const auto isLeadByte = [&](char byte) {
         return leads != nullptr ? table.shiftJis->rowOf[static_cast<unsigned char>(byte)] != 0
                                 : shiftJis != nullptr && shiftJis->IsLeadingByte(byte);
