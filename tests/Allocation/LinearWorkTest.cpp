@@ -169,7 +169,7 @@ TEST_F(LinearWorkTest, StreamsAllocateAtTheBeginningAndCopyWhatIsCutApart) {
         const KBase::WideString wide = Repeated(mixedUnits, length / 2);
         const std::string_view bytesIn = text;
         const KBase::WideView unitsIn = wide;
-        constexpr std::size_t own = std::size_t{64} << 10; // of each stream: no tables
+        constexpr std::size_t own = std::size_t{96} << 10; // of each stream: no tables
         const auto expect = [&](auto make, auto input, const auto& room) {
             SCOPED_TRACE(length);
             ExpectWithin(512, own, own + 8 * length, [&] { ConvertInPieces(make(), input, room); });

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint16_t noCode = 0xFFFF;
 constexpr std::size_t escapeLength = 3;
 constexpr std::size_t shortestStretch = 64;
-constexpr std::size_t longestStretch = 32 * 1024; // bytes
+constexpr std::size_t longestStretch = 64 * 1024; // bytes
 
 // What a one-byte character may be: 7-bit, and nothing that announces another character set.
 bool IsPlain(unsigned byte) noexcept {
