@@ -40,7 +40,8 @@ struct DecodeTable {
     bool asciiStands;  // bytes 00 to 7F are whole characters and map to the same units
     bool mapsAllBytes; // each byte is a whole character that is mapped
     bool hasPairs;     // there are lead bytes
-    // The lead bytes, where they are from 80 on and in two stretches at most: the first and the last of each.
+    // The lead bytes, where they are from 80 on and in two stretches at most, in each of which one row
+    // follows the other: the first and the last of each.
     bool hasRanges;
     unsigned char ranges[2][2];
     unsigned char highRows[128];  // rowOf from 80 on; where asciiStands there are not more rows

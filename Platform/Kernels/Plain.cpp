@@ -27,7 +27,8 @@ Run PlainDecode(const DecodeTable& table, const unsigned char* input, std::size_
 
 namespace {
 
-// Notes the stretches of lead bytes. False where there are more than two, or lead bytes below 80.
+// Notes the stretches of lead bytes. False where there are more than two, lead bytes below 80, or rows in
+// another order.
 bool FindRanges(DecodeTable& table) noexcept {
     unsigned count = 0;
     for (unsigned byte = 0; byte < 256; ++byte) {
@@ -35,7 +36,8 @@ bool FindRanges(DecodeTable& table) noexcept {
             continue;
         }
         const bool continues = byte > 0 && table.rowOf[byte - 1] != 0;
-        if (byte < 0x80 || (!continues && count == 2)) {
+        if (byte < 0x80 || (continues ? table.rowOf[byte] != table.rowOf[byte - 1] + 1 : count == 2) ||
+            table.rowOf[byte] > 0xFF) {
             return false;
         }
         if (!continues) {

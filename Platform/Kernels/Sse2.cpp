@@ -89,18 +89,54 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
     return {i + rest.consumed, i + rest.written};
 }
 
-// The bits of the bytes from `first` to `last`, both from 80 on: as signed bytes they are in the same order.
-unsigned Between(__m128i bytes, unsigned char first, unsigned char last) noexcept {
-    const __m128i below = _mm_cmplt_epi8(bytes, _mm_set1_epi8(static_cast<char>(first)));
-    const __m128i above = _mm_cmpgt_epi8(bytes, _mm_set1_epi8(static_cast<char>(last)));
-    return 0xFFFF & ~static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(below, above)));
-}
+// The lead bytes of a table with ranges, and which row is whose.
+class LeadBytes {
+public:
+    explicit LeadBytes(const DecodeTable& table) noexcept
+        : first0(Each(table.ranges[0][0])),
+          last0(Each(table.ranges[0][1])),
+          first1(Each(table.ranges[1][0])),
+          last1(Each(table.ranges[1][1])),
+          toRow0(Each(table.ranges[0][0] - table.rowOf[table.ranges[0][0]])),
+          toRow1(Each(table.ranges[1][0] - table.rowOf[table.ranges[1][0]])) {}
 
-// The bits of those of 16 bytes that may be lead bytes.
-std::uint64_t MaybeLeads(const DecodeTable& table, const unsigned char* input) noexcept {
-    const __m128i bytes = Load(input);
-    return Between(bytes, table.ranges[0][0], table.ranges[0][1]) |
-           Between(bytes, table.ranges[1][0], table.ranges[1][1]);
+    // The bits of those of 16 bytes that may be lead bytes. Puts for each byte the index of the unit of the
+    // character that begins with it, if one does. `next`: the bytes behind them.
+    std::uint64_t Index(__m128i bytes, __m128i next, std::uint16_t* indexes) const noexcept {
+        const __m128i outside0 = Outside(bytes, first0, last0);
+        const __m128i outside1 = Outside(bytes, first1, last1);
+        const __m128i single = _mm_and_si128(outside0, outside1);
+        const __m128i row = _mm_or_si128(_mm_andnot_si128(outside0, _mm_sub_epi8(bytes, toRow0)),
+                                         _mm_andnot_si128(outside1, _mm_sub_epi8(bytes, toRow1)));
+        const __m128i place = _mm_or_si128(_mm_and_si128(single, bytes), _mm_andnot_si128(single, next));
+        Store(indexes, _mm_unpacklo_epi8(place, row));
+        Store(indexes + 8, _mm_unpackhi_epi8(place, row));
+        return 0xFFFF & ~static_cast<unsigned>(_mm_movemask_epi8(single));
+    }
+
+private:
+    static __m128i Each(int byte) noexcept { return _mm_set1_epi8(static_cast<char>(byte)); }
+
+    // Not from `first` to `last`, both from 80 on: as signed bytes they are in the same order.
+    static __m128i Outside(__m128i bytes, __m128i first, __m128i last) noexcept {
+        return _mm_or_si128(_mm_cmplt_epi8(bytes, first), _mm_cmpgt_epi8(bytes, last));
+    }
+
+    __m128i first0;
+    __m128i last0;
+    __m128i first1;
+    __m128i last1;
+    __m128i toRow0;
+    __m128i toRow1;
+};
+
+// The first, third and so on of the bits that are set.
+std::uint64_t EverySecond(std::uint64_t bits) noexcept {
+    std::uint64_t odd = bits;
+    for (unsigned k = 1; k < 64; k *= 2) {
+        odd ^= odd << k;
+    }
+    return bits & odd;
 }
 
 Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::size_t length,
@@ -108,7 +144,8 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
     std::size_t read = 0;
     std::size_t written = 0;
     if (table.hasRanges && table.asciiStands) {
-        while (length - read >= 64 && capacity - written >= 32) {
+        const LeadBytes leadBytes(table);
+        while (length - read > 64 && capacity - written >= 32) {
             const __m128i a = Load(input + read);
             const __m128i b = Load(input + read + 16);
             if (_mm_movemask_epi8(_mm_or_si128(a, b)) == 0) {
@@ -118,25 +155,29 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
                 written += 32;
                 continue;
             }
+            alignas(16) std::uint16_t indexes[64];
             std::uint64_t maybeLeads = 0;
             for (unsigned k = 0; k < 64; k += 16) {
-                maybeLeads |= MaybeLeads(table, input + read + k) << k;
+                maybeLeads |= leadBytes.Index(Load(input + read + k), Load(input + read + k + 1), indexes + k)
+                              << k;
             }
             const std::uint64_t leads = EveryOther(maybeLeads);
-            std::uint64_t starts = ~(leads << 1);
-            const unsigned char* const block = input + read;
+            // 32 characters, taken from two sets by turns: each is found by clearing the one before.
+            const std::uint64_t starts = ~(leads << 1);
+            std::uint64_t even = EverySecond(starts);
+            std::uint64_t odd = starts & ~even;
 #pragma GCC unroll 32
             for (unsigned k = 0; k < 32; ++k) {
-                const auto start = static_cast<unsigned>(__builtin_ctzll(starts));
-                starts &= starts - 1;
-                const std::size_t row = table.rowOf[block[start]];
-                const std::uint16_t unit = table.units[row * 256 + block[start + (row != 0 ? 1 : 0)]];
+                std::uint64_t& left = k % 2 == 0 ? even : odd;
+                const auto start = static_cast<unsigned>(__builtin_ctzll(left));
+                left &= left - 1;
+                const std::uint16_t unit = table.units[indexes[start]];
                 if (unit == DecodeTable::unmapped) {
                     return {read + start, written + k};
                 }
                 output[written + k] = unit;
             }
-            read += starts != 0 ? static_cast<unsigned>(__builtin_ctzll(starts)) : 64;
+            read += even != 0 ? static_cast<unsigned>(__builtin_ctzll(even)) : 64;
             written += 32;
         }
         while (length - read >= 16 && capacity - written >= 16 &&
@@ -145,29 +186,32 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
             read += 16;
             written += 16;
         }
-        // The last bytes, and all of a short text: up to 64, in 16s that overlap.
+        // The last bytes, and all of a short text: up to 64, but for the last in 16s that overlap.
         const std::size_t left = std::min<std::size_t>(length - read, 64);
-        if (left >= 16) {
+        if (left > 16) {
             const unsigned char* const block = input + read;
+            const std::size_t last = left - 1;
+            alignas(16) std::uint16_t indexes[64];
             std::uint64_t maybeLeads = 0;
             for (std::size_t k = 0; k < 64; k += 16) {
-                const std::size_t place = std::min(k, left - 16);
-                maybeLeads |= MaybeLeads(table, block + place) << place;
+                const std::size_t place = std::min(k, last - 16);
+                maybeLeads |= leadBytes.Index(Load(block + place), Load(block + place + 1), indexes + place)
+                              << place;
             }
+            indexes[last] = block[last];
+            maybeLeads |= (table.rowOf[block[last]] != 0 ? std::uint64_t{1} : 0) << last;
             const std::uint64_t leads = EveryOther(maybeLeads);
             std::uint64_t starts = ~(leads << 1) & ~std::uint64_t{0} >> (64 - left);
-            starts &= ~(leads & std::uint64_t{1} << (left - 1)); // its second byte is not here
+            starts &= ~(leads & std::uint64_t{1} << last); // its second byte is not here
             for (; starts != 0 && written < capacity; starts &= starts - 1) {
-                const auto start = static_cast<unsigned>(__builtin_ctzll(starts));
-                const std::size_t row = table.rowOf[block[start]];
-                const std::uint16_t unit = table.units[row * 256 + block[start + (row != 0 ? 1 : 0)]];
+                const std::uint16_t unit = table.units[indexes[__builtin_ctzll(starts)]];
                 if (unit == DecodeTable::unmapped) {
                     break;
                 }
                 output[written++] = unit;
             }
             const bool all = starts == 0;
-            const std::size_t end = left - (leads >> (left - 1) & 1);
+            const std::size_t end = left - (leads >> last & 1);
             read += all ? end : static_cast<unsigned>(__builtin_ctzll(starts));
         }
     }

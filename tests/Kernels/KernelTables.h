@@ -23,14 +23,15 @@ struct Decoding {
     std::vector<std::uint32_t> unitsOfTwo;
     Kernels::DecodeTable table;
 
-    // Fills the flat table from the slow one.
-    void Compile() {
+    // Fills the flat table from the slow one. `backwards`: the last lead byte has the first row.
+    void Compile(bool backwards = false) {
         using Table = Kernels::DecodeTable;
         const auto flat = [](const SlowTables::Decoder::Unit& unit) {
             return unit.value_or(Table::unmapped);
         };
         units.assign(256, Table::unmapped);
-        for (unsigned byte = 0; byte < 256; ++byte) {
+        for (unsigned i = 0; i < 256; ++i) {
+            const unsigned byte = backwards ? 255 - i : i;
             const auto& row = slow.rows[byte];
             table.rowOf[byte] = 0;
             if (row.numberOfBytes == 2) {
@@ -131,6 +132,8 @@ inline std::vector<std::unique_ptr<Decoding>> AllDecodings() {
     all.push_back(MakeDecoding("pairs, other ASCII", false, 100, korean));
     all.push_back(MakeDecoding("all upper bytes lead", true, 0, [](unsigned byte) { return byte > 0x7F; }));
     all.push_back(MakeDecoding("all bytes lead", true, 100, [](unsigned) { return true; }));
+    all.push_back(MakeDecoding("pairs with rows backwards", true, 100, japanese));
+    all.back()->Compile(true);
     return all;
 }
 
