@@ -202,6 +202,27 @@ TEST_F(JisEncoderTest, LongTextsOfAllKindsInPiecesOfEverySize) {
     }
 }
 
+// Nothing ends a stretch early.
+TEST_F(JisEncoderTest, LongTextsThatConvertThroughout) {
+    std::vector<wchar16> exact;
+    for (unsigned unit = 0x20; unit < 0x10000; ++unit) {
+        if (ExpectedOfUnits()[unit].isExact) {
+            exact.push_back(static_cast<wchar16>(unit));
+        }
+    }
+    std::mt19937 random(45);
+    std::vector<wchar16> text(300'000);
+    for (wchar16& unit : text) {
+        unit =
+            random() % 20 == 0 ? static_cast<wchar16>('a' + random() % 26) : exact[random() % exact.size()];
+    }
+    const std::vector<char> expected = Bytes(ExpectedOf(text, false));
+    for (const std::size_t capacity : {expected.size() + 100, std::size_t{200'000}, std::size_t{65'600}}) {
+        ASSERT_TRUE(TextPieces::Convert<char>(Encoder(), text, text.size(), capacity).output == expected)
+            << capacity;
+    }
+}
+
 TEST_F(JisEncoderTest, WhatConvertsIcuAndIconvDecodeToTheSameUnit) {
     OtherConverters::IcuDecoder icu("ISO-2022-JP");
     // iconv's JIS X 0208 has these under other units, and nothing of row 13.
@@ -415,6 +436,65 @@ TEST_F(JisEncoderTest, CodesThatLookLikeSingleBytesAreNotTaken) {
         ConvertAtOnce<char>(Encoder(Policy(true)), std::vector<wchar16>{0x3040, 0x3041, 0x3042, 0x3043});
     EXPECT_EQ(outcome.output, Bytes("???\x1B$B01\x1B(B"));
     EXPECT_EQ(outcome.substitutions, "3 x unmapped at 0: 3040");
+}
+
+// With room for the loops, which look at more than one character, and without.
+void ExpectWithAndWithoutRoom(const std::vector<wchar16>& units, const std::string& expected) {
+    constexpr int times = 50;
+    std::vector<wchar16> text;
+    std::string output;
+    for (int i = 0; i < times; ++i) {
+        text.insert(text.end(), units.begin(), units.end());
+        output += expected;
+    }
+    for (const std::size_t capacity : {9u, 64u, 70u, 100u, 1000u, 10'000u}) {
+        const EncoderOutcome outcome =
+            TextPieces::Convert<char>(Encoder(Policy(true, true)), text, text.size(), capacity);
+        EXPECT_EQ(outcome.output, Bytes(output)) << capacity;
+        EXPECT_EQ(outcome.consumed, text.size());
+    }
+}
+
+TEST_F(JisEncoderTest, CodesOfATableThatAreNotRegularAreTakenWithAnyRoom) {
+    const TemporaryDirectory directory;
+    SerializedTables::Rows rows;
+    for (unsigned lead = 0x81; lead <= 0xFC; lead += lead == 0x9F ? 0x41 : 1) { // those of shift_jis
+        rows.SetLead(lead, 0x3000 + lead * 0x40);
+    }
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U", rows.File());
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.U2M",
+                            SerializedTables::Records({SerializedTables::Record('a', "a"),
+                                                       SerializedTables::Record(0x3040, "\x81\x40"),
+                                                       SerializedTables::Record(0x3041, "\x81\x41"),
+                                                       SerializedTables::Record(0x3042, "\x81\x42")}));
+    const auto use = [&](const JisTables::Entries& codes) {
+        MarkedTables::WriteFile(directory.Path() / JisTables::fileName, JisTables::File(codes));
+        SetBasePath(directory.Wide().c_str());
+    };
+    use({{0x8140, JisTables::Jis(0x3031)}, {0x8142, JisTables::Jis(0x8081)}});
+    ExpectWithAndWithoutRoom({0x3040, 0x3042, 0x3041, 'a'}, "\x1B$B01\x80\x81\x1B(B?a");
+    // A code as if of one byte.
+    use({{0x8140, JisTables::Jis(0x3031)}, {0x8141, JisTables::Jis(0x0041)}});
+    ExpectWithAndWithoutRoom({0x3040, 0x3041, 'a'}, "\x1B$B01\x1B(B?a");
+}
+
+// As files may have it: what is encoded would be told apart differently when it is decoded.
+TEST_F(JisEncoderTest, LeadBytesThatTheOtherTableDoesNotHaveMakeNoDifference) {
+    const TemporaryDirectory directory;
+    SerializedTables::Rows rows;
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U",
+                            rows.SetLead('A', 0x4000).SetLead(0x81, 0x3000).File());
+    MarkedTables::WriteFile(
+        directory.Path() / "shift_jis.U2M",
+        SerializedTables::Records({SerializedTables::Record('A', "A"), SerializedTables::Record('b', "b"),
+                                   SerializedTables::Record(0x3040, "\x81\x40"),
+                                   SerializedTables::Record(0x4E00, "\x90\x40")}));
+    MarkedTables::WriteFile(
+        directory.Path() / JisTables::fileName,
+        JisTables::File({{0x8140, JisTables::Jis(0x3031)}, {0x9040, JisTables::Jis(0x3033)}}));
+    SetBasePath(directory.Wide().c_str());
+    ExpectWithAndWithoutRoom({0x4E00, 0x3040, 'b'}, "\x1B$B0301\x1B(Bb");
+    ExpectWithAndWithoutRoom({'A', 'b', 0x3040, 'A', 'A'}, "Ab\x1B$B01\x1B(BAA");
 }
 
 } // namespace

@@ -359,4 +359,13 @@ TEST_F(TextDecoderTest, EntriesThatATranslationFileDoesNotHaveAreUndefined) {
     EXPECT_EQ(outcome.failure, "undefined at 2: C1");
 }
 
+TEST_F(TextDecoderTest, ASevenBitDecoderDoesNotTakeTheLookUpOfAnother) {
+    const std::vector<char> text = Bytes("e\xE9");
+    TextPolicy sevenBit = Substituting();
+    sevenBit.sevenBit = true;
+    EXPECT_EQ(ConvertAtOnce<wchar16>(TextDecoder(ISO_8859_1, Substituting()), text).output,
+              Units(u"e\u00E9"_w));
+    EXPECT_EQ(ConvertAtOnce<wchar16>(TextDecoder(ISO_8859_1, sevenBit), text).output, Units(u"e\uFFFD"_w));
+}
+
 } // namespace

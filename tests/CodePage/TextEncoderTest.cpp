@@ -264,4 +264,39 @@ TEST_F(TextEncoderTest, RefusesWhatHasNoExactTables) {
     }
 }
 
+// The most permissive first: what its look-up has, another must not find there.
+TEST_F(TextEncoderTest, EncodersOfDifferentPoliciesOverTheSameTablesConvertByTheirOwn) {
+    struct Row {
+        bool allowBestFit;
+        bool sevenBit;
+        const char* latin;
+        const char* shiftJis;
+        const char* jis;
+    };
+    const Row rows[] = {{true, false,
+                         "e\xE9"
+                         "a",
+                         "e\x82\xA0\\\xB1", "e\x1B$B$\"\x1B(B\\?"},
+                        {false, false, "e\xE9?", "e\x82\xA0?\xB1", "e\x1B$B$\"\x1B(B??"},
+                        {true, true, "e??", "e???", "e???"},
+                        {false, true, "e??", "e???", "e???"}};
+    const auto expect = [](CODE_PAGE page, const TextPolicy& policy, KBase::WideView units,
+                           const std::string& expected) {
+        std::vector<wchar16> text;
+        std::string output;
+        for (int times = 0; times < 50; ++times) {
+            text.insert(text.end(), units.begin(), units.end());
+            output += expected;
+        }
+        EXPECT_EQ(ConvertAtOnce<char>(TextEncoder(page, policy), text).output, Bytes(output))
+            << page << ' ' << policy.allowBestFit << policy.sevenBit;
+    };
+    for (const Row& row : rows) {
+        const TextPolicy policy = Policy(true, row.allowBestFit, row.sevenBit);
+        expect(ISO_8859_1, policy, u"e\u00E9\u0101"_w, row.latin);
+        expect(SHIFT_JIS, policy, u"e\u3042\u00A5\uFF71"_w, row.shiftJis);
+        expect(ISO_2022_JP, policy, u"e\u3042\u00A5\uFF71"_w, row.jis);
+    }
+}
+
 } // namespace

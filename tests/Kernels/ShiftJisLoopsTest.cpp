@@ -279,6 +279,26 @@ TEST_P(ShiftJisLoopsTest, TheFirstByteThatAnnouncesAnotherCharacterSetIsFound) {
     }
 }
 
+// Longer than the largest steps of a loop.
+TEST_P(ShiftJisLoopsTest, TheFirstByteThatAnnouncesAnotherCharacterSetIsFoundInALongText) {
+    constexpr std::size_t length = 700;
+    Kernels::BeforeEscapeLoop* const beforeEscape = Kernels::JisOfLevel(GetParam())->beforeEscape;
+    ExactBuffer<unsigned char> text(length, 'a');
+    EXPECT_EQ(beforeEscape(text.Get(), length), length);
+    for (std::size_t place = length; place-- > 0;) { // those behind it stay
+        for (const char byte : {'\x0E', '\x0F', '\x1B'}) {
+            text[place] = static_cast<unsigned char>(byte);
+            ASSERT_EQ(beforeEscape(text.Get(), length), place);
+        }
+        if (place % 5 != 0) {
+            for (const char byte : {'\x0D', '\x10', '\x1A', '\x1C', '\x8E', '\x9B'}) {
+                text[place] = static_cast<unsigned char>(byte);
+                ASSERT_GT(beforeEscape(text.Get(), length), place);
+            }
+        }
+    }
+}
+
 // Each pair among others, so that it comes to stand wherever a loop may look at it.
 TEST_P(ShiftJisLoopsTest, EveryPairOfTheGridAndAroundItHasTheDumpsCode) {
     for (const auto& decoding : KernelTables::AllDecodings()) {

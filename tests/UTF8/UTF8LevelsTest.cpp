@@ -262,6 +262,18 @@ TEST_P(UTF8LevelsTest, OneUnitAtEveryPlaceOfAnASCIIText) {
     }
 }
 
+// Loops look at a block of ASCII more briefly than at others.
+TEST_P(UTF8LevelsTest, ACharacterThatASCIICutsOffIsIllFormedAtEveryPlace) {
+    for (const std::string beginning : {"\xC3", "\xE3", "\xE3\x81", "\xF0", "\xF0\x9F", "\xF0\x9F\x98"}) {
+        for (std::size_t place = 0; place < 130; ++place) {
+            for (const std::size_t behind : {1u, 40u, 64u, 200u}) {
+                const std::string text = std::string(place, 'a') + beginning + std::string(behind, 'b');
+                ASSERT_NO_FATAL_FAILURE(ExpectLikePlain(text, text.size())) << place;
+            }
+        }
+    }
+}
+
 TEST_P(UTF8LevelsTest, LongTexts) {
     for (int kind = 0; kind < kinds; ++kind) {
         for (int round = 0; round < 20; ++round) {
