@@ -65,10 +65,6 @@ public:
     // The Windows number of the catalogue row.
     unsigned int GetWindowsAPICodePage() const;
 
-    // The row and the tables, with a reference of the caller's own.
-    using Fields = KBase::SmartPtrI<const CodePageFields>;
-    Fields GetFields() const;
-
     // A code page is serialized as its number alone. DeSerialize shares the names and tables of the
     // registry's object for the number read, and throws what GetCodePage throws, the object unchanged.
     void Serialize(KSerialization::WriteDataStream& stream) const override;
@@ -79,10 +75,14 @@ public:
 
 private:
     friend class CodePageImplTestAccess; // reaches the operating system's routes, which have no public caller
+    friend class ExactTables;            // holds the fields
+    friend KBase::SmartPtrI<const MultiByteToUnicode> GetDecodingTable(const CodePage& codePage);
 
+    using Fields = KBase::SmartPtrI<const CodePageFields>;
     class Route;
 
     void Initialize(CODE_PAGE codePage);
+    Fields GetFields() const;
     void Replace(Fields replacement);
 
     // The operating system's own conversions. The library's callers convert through the tables.

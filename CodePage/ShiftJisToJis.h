@@ -114,8 +114,9 @@ private:
 
     std::map<unsigned short, MultiByteCharacter> map; // by Shift-JIS code: lead byte * 256 + trail byte
     std::bitset<256> firstBytes;                      // of the JIS codes
-    std::vector<std::uint16_t> codes; // the map's flat look-up: 65,536 JIS codes, 0 for what is not so simple
-    unsigned irregularCodes;          // of these, those that are not as Kernels::RegularJisCode says
+    std::vector<std::uint16_t>
+        codes;               // the map's flat look-up: 65,536 JIS codes, 0 for what is not 0100 to FFFE
+    unsigned irregularCodes; // of these, those that are not as Kernels::RegularJisCode says
     mutable KSynch::AtomicLong referenceCount;
 };
 

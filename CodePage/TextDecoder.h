@@ -36,9 +36,9 @@ namespace KCodePage {
 
 class KCODEPAGE_EXPORT TextDecoder {
 public:
-    // Takes the tables of `codePage` from the registry. The first decoder for a code page's tables builds a
-    // look-up that all later ones share, in about half a millisecond. Throws what GetCodePage throws, and
-    // UserErrorException for iso-2022-jp and unicode-1-1, which do not decode.
+    // Takes the tables of `codePage` from the registry. The first decoder for a code page builds a
+    // look-up, which takes as long as a text of a megabyte, and all later ones share it. Throws what
+    // GetCodePage throws, and UserErrorException for iso-2022-jp and unicode-1-1, which do not decode.
     explicit TextDecoder(CODE_PAGE codePage, const TextPolicy& policy = {});
 
     // Takes the charset from ICU: `charset` is one of ICU's names or aliases, and what is a character of it

@@ -18,12 +18,13 @@ namespace KCodePage {
 class KCODEPAGE_EXPORT TextEncoder {
 public:
     // Takes the tables of `codePage` from the registry, and for iso-2022-jp those of shift_jis and the
-    // Shift-JIS to JIS table. The first encoder for a code page's tables and what of the policy is not about
-    // substitution builds a look-up that all later ones share, in about half a millisecond. Throws what
+    // Shift-JIS to JIS table. The first encoder for a code page and policy, substitution aside, builds a
+    // look-up, which takes as long as a text of a megabyte, and all later ones share it. Throws what
     // GetCodePage and ShiftJisToJis::Instance throw, and UserErrorException for unicode-1-1.
     //
     // iso-2022-jp is 7-bit here: half-width katakana, the IBM extensions (lead bytes F0 to FC of shift_jis)
     // and the controls SO, SI and ESC have no counterpart. A text ends in one-byte mode, also where it fails.
+    // Outputs of up to 64 bytes are filled character by character, which is slower.
     explicit TextEncoder(CODE_PAGE codePage, const TextPolicy& policy = {});
     TextEncoder(TextEncoder&&) noexcept;
     TextEncoder& operator=(TextEncoder&&) noexcept;

@@ -18,6 +18,29 @@ inline std::uint64_t EveryOther(std::uint64_t runs) noexcept {
     return ((((runs << 1) | odd) - runs) ^ odd) & runs;
 }
 
+// Which of 16 bytes are outside two ranges, both from 80 on: as signed bytes they are in the same order.
+class ByteRanges {
+public:
+    explicit ByteRanges(const unsigned char (&ranges)[2][2]) noexcept
+        : first0(_mm_set1_epi8(static_cast<char>(ranges[0][0]))),
+          last0(_mm_set1_epi8(static_cast<char>(ranges[0][1]))),
+          first1(_mm_set1_epi8(static_cast<char>(ranges[1][0]))),
+          last1(_mm_set1_epi8(static_cast<char>(ranges[1][1]))) {}
+
+    __m128i OutsideFirst(__m128i bytes) const noexcept {
+        return _mm_or_si128(_mm_cmplt_epi8(bytes, first0), _mm_cmpgt_epi8(bytes, last0));
+    }
+    __m128i OutsideSecond(__m128i bytes) const noexcept {
+        return _mm_or_si128(_mm_cmplt_epi8(bytes, first1), _mm_cmpgt_epi8(bytes, last1));
+    }
+
+private:
+    __m128i first0;
+    __m128i last0;
+    __m128i first1;
+    __m128i last1;
+};
+
 // Eight look-ups. A load and an insertion for each are faster than a gather. Inlined, so that those of
 // several go on at the same time.
 [[gnu::always_inline]] inline __m128i LookUp8(const std::uint16_t* table,

@@ -36,8 +36,7 @@ bool FindRanges(DecodeTable& table) noexcept {
             continue;
         }
         const bool continues = byte > 0 && table.rowOf[byte - 1] != 0;
-        if (byte < 0x80 || (continues ? table.rowOf[byte] != table.rowOf[byte - 1] + 1 : count == 2) ||
-            table.rowOf[byte] > 0xFF) {
+        if (byte < 0x80 || (continues ? table.rowOf[byte] != table.rowOf[byte - 1] + 1 : count == 2)) {
             return false;
         }
         if (!continues) {

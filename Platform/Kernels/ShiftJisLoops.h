@@ -42,7 +42,7 @@ using JisLoop = JisRun(const JisTable& table, bool inJIS, const unsigned char* i
                        unsigned char* output, std::size_t capacity) noexcept;
 
 // How many bytes of Shift-JIS text come before the first SO, SI or ESC, which announce another character set.
-// The second byte of a pair is none of them.
+// Second bytes are none of them, but in a table from a hostile file, where one ends the search too.
 using BeforeEscapeLoop = std::size_t(const unsigned char* input, std::size_t length) noexcept;
 
 struct JisLoops {

@@ -1,3 +1,4 @@
+#include "Kernels/Pairs.h"
 #include "Kernels/ShiftJisLoops.h"
 
 #include <cstring>
@@ -10,38 +11,19 @@ namespace {
 constexpr std::size_t blockSize = 16;
 constexpr std::size_t escapeLength = 3;
 
-// The bytes that may be lead bytes, if the one before them is not: those of two stretches.
-class Stretches {
-public:
-    explicit Stretches(const unsigned char (&ranges)[2][2]) noexcept
-        : first0(Below(ranges[0][0])),
-          last0(_mm_set1_epi8(static_cast<char>(ranges[0][1]))),
-          first1(Below(ranges[1][0])),
-          last1(_mm_set1_epi8(static_cast<char>(ranges[1][1]))) {}
-
-    // Bits of 16 bytes. From 80 on, signed bytes are in the same order.
-    unsigned Outside(__m128i bytes) const noexcept {
-        const __m128i outside0 = _mm_or_si128(_mm_cmplt_epi8(bytes, first0), _mm_cmpgt_epi8(bytes, last0));
-        const __m128i outside1 = _mm_or_si128(_mm_cmplt_epi8(bytes, first1), _mm_cmpgt_epi8(bytes, last1));
-        return static_cast<unsigned>(_mm_movemask_epi8(_mm_and_si128(outside0, outside1)));
-    }
-
-private:
-    static __m128i Below(unsigned char first) noexcept { return _mm_set1_epi8(static_cast<char>(first)); }
-
-    __m128i first0;
-    __m128i last0;
-    __m128i first1;
-    __m128i last1;
-};
+// The bits of those of 16 bytes that are no lead bytes.
+unsigned Outside(const ByteRanges& leadBytes, __m128i bytes) noexcept {
+    return static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_and_si128(leadBytes.OutsideFirst(bytes), leadBytes.OutsideSecond(bytes))));
+}
 
 __m128i SwapBytes(__m128i units) noexcept {
     return _mm_or_si128(_mm_slli_epi16(units, 8), _mm_srli_epi16(units, 8));
 }
 
 // The codes of eight pairs; any two bytes are a pair here.
-[[gnu::always_inline]] inline __m128i LookUp8(const std::uint16_t* codes,
-                                              const unsigned char* pairs) noexcept {
+[[gnu::always_inline]] inline __m128i LookUp8Pairs(const std::uint16_t* codes,
+                                                   const unsigned char* pairs) noexcept {
     std::uint64_t first = 0;
     std::uint64_t second = 0;
     std::memcpy(&first, pairs, sizeof first);
@@ -70,7 +52,7 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
         run.written += escapeLength;
     };
     if (table.shiftJis->hasRanges) {
-        const Stretches stretches(table.shiftJis->ranges);
+        const ByteRanges leadBytes(table.shiftJis->ranges);
         const auto load = [&] {
             return _mm_loadu_si128(reinterpret_cast<const __m128i*>(input + run.consumed));
         };
@@ -85,7 +67,7 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
         while (length - run.consumed >= 2 * blockSize &&
                capacity - run.written >= 2 * (escapeLength + blockSize)) {
             const __m128i bytes = load();
-            if (const auto singles = static_cast<unsigned>(__builtin_ctz(~stretches.Outside(bytes)));
+            if (const auto singles = static_cast<unsigned>(__builtin_ctz(~Outside(leadBytes, bytes)));
                 singles != 0) {
                 if (run.inJIS) {
                     escape("\x1B(B");
@@ -105,8 +87,8 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
                 run.inJIS = true;
             }
             for (;;) {
-                const unsigned others = (stretches.Outside(load()) & firstBytes) | end;
-                const __m128i codes = LookUp8(table.codes, input + run.consumed);
+                const unsigned others = (Outside(leadBytes, load()) & firstBytes) | end;
+                const __m128i codes = LookUp8Pairs(table.codes, input + run.consumed);
                 const auto unmapped =
                     static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(codes, _mm_setzero_si128())));
                 store(SwapBytes(codes));

@@ -93,18 +93,15 @@ Run Sse2DecodeBytes(const DecodeTable& table, const unsigned char* input, std::s
 class LeadBytes {
 public:
     explicit LeadBytes(const DecodeTable& table) noexcept
-        : first0(Each(table.ranges[0][0])),
-          last0(Each(table.ranges[0][1])),
-          first1(Each(table.ranges[1][0])),
-          last1(Each(table.ranges[1][1])),
+        : ranges(table.ranges),
           toRow0(Each(table.ranges[0][0] - table.rowOf[table.ranges[0][0]])),
           toRow1(Each(table.ranges[1][0] - table.rowOf[table.ranges[1][0]])) {}
 
     // The bits of those of 16 bytes that may be lead bytes. Puts for each byte the index of the unit of the
     // character that begins with it, if one does. `next`: the bytes behind them.
     std::uint64_t Index(__m128i bytes, __m128i next, std::uint16_t* indexes) const noexcept {
-        const __m128i outside0 = Outside(bytes, first0, last0);
-        const __m128i outside1 = Outside(bytes, first1, last1);
+        const __m128i outside0 = ranges.OutsideFirst(bytes);
+        const __m128i outside1 = ranges.OutsideSecond(bytes);
         const __m128i single = _mm_and_si128(outside0, outside1);
         const __m128i row = _mm_or_si128(_mm_andnot_si128(outside0, _mm_sub_epi8(bytes, toRow0)),
                                          _mm_andnot_si128(outside1, _mm_sub_epi8(bytes, toRow1)));
@@ -117,15 +114,7 @@ public:
 private:
     static __m128i Each(int byte) noexcept { return _mm_set1_epi8(static_cast<char>(byte)); }
 
-    // Not from `first` to `last`, both from 80 on: as signed bytes they are in the same order.
-    static __m128i Outside(__m128i bytes, __m128i first, __m128i last) noexcept {
-        return _mm_or_si128(_mm_cmplt_epi8(bytes, first), _mm_cmpgt_epi8(bytes, last));
-    }
-
-    __m128i first0;
-    __m128i last0;
-    __m128i first1;
-    __m128i last1;
+    ByteRanges ranges;
     __m128i toRow0;
     __m128i toRow1;
 };
@@ -198,11 +187,10 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
                 maybeLeads |= leadBytes.Index(Load(block + place), Load(block + place + 1), indexes + place)
                               << place;
             }
-            indexes[last] = block[last];
+            indexes[last] = block[last]; // unmapped for a lead byte, whose second byte is not here
             maybeLeads |= (table.rowOf[block[last]] != 0 ? std::uint64_t{1} : 0) << last;
             const std::uint64_t leads = EveryOther(maybeLeads);
             std::uint64_t starts = ~(leads << 1) & ~std::uint64_t{0} >> (64 - left);
-            starts &= ~(leads & std::uint64_t{1} << last); // its second byte is not here
             for (; starts != 0 && written < capacity; starts &= starts - 1) {
                 const std::uint16_t unit = table.units[indexes[__builtin_ctzll(starts)]];
                 if (unit == DecodeTable::unmapped) {
@@ -210,9 +198,7 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
                 }
                 output[written++] = unit;
             }
-            const bool all = starts == 0;
-            const std::size_t end = left - (leads >> last & 1);
-            read += all ? end : static_cast<unsigned>(__builtin_ctzll(starts));
+            read += starts != 0 ? static_cast<unsigned>(__builtin_ctzll(starts)) : left;
         }
     }
     const Run rest = PlainDecode(table, input + read, length - read, output + written, capacity - written);

@@ -105,11 +105,9 @@ Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output
                 StoreUnits(output + out + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(bytes, 1)),
                            size - 32, room - 32);
             }
-            previous = {};
-            previousBytes = bytes;
             in += size;
             out += size;
-            continue;
+            continue; // what was complete before the block is so behind it
         }
         const __m512i before = _mm512_permutex2var_epi8(bytes, one, previousBytes);
         const __m512i twoBefore = _mm512_permutex2var_epi8(bytes, two, previousBytes);

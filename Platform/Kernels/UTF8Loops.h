@@ -27,10 +27,10 @@ struct UTF8Loops {
 };
 
 // Makes surrogates of the low 16 bits of characters of four bytes, which come out as those of three do.
-constexpr unsigned leadingSurrogateShift = 4; // of what the first three bytes give
-constexpr unsigned leadingSurrogateBase = 0xD7C0;
-constexpr unsigned trailingSurrogateBits = 0x3FF; // of what the last three bytes give
-constexpr unsigned trailingSurrogateBase = 0xDC00;
+inline constexpr unsigned leadingSurrogateShift = 4; // of what the first three bytes give
+inline constexpr unsigned leadingSurrogateBase = 0xD7C0;
+inline constexpr unsigned trailingSurrogateBits = 0x3FF; // of what the last three bytes give
+inline constexpr unsigned trailingSurrogateBase = 0xDC00;
 
 // The loops of the level that Chosen() has, and those of any level, or null where the processor does not have
 // it.

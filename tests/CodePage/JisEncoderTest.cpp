@@ -476,6 +476,19 @@ TEST_F(JisEncoderTest, CodesOfATableThatAreNotRegularAreTakenWithAnyRoom) {
     // A code as if of one byte.
     use({{0x8140, JisTables::Jis(0x3031)}, {0x8141, JisTables::Jis(0x0041)}});
     ExpectWithAndWithoutRoom({0x3040, 0x3041, 'a'}, "\x1B$B01\x1B(B?a");
+    use({{0x8140, JisTables::Jis(0x3031)}, {0x8141, JisTables::Jis(0xFFFF)}});
+    ExpectWithAndWithoutRoom({0x3040, 0x3041, 'a'}, "\x1B$B01\x1B(B?a");
+}
+
+TEST_F(JisEncoderTest, ATableThatIsAssignedToServesTheEncodersThatHaveIt) {
+    const std::vector<wchar16> text(100, 0x3042);
+    TextEncoder encoder = Encoder();
+    *ShiftJisToJis::Instance() = ShiftJisToJis();
+    std::string expected = "\x1B$B";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        expected += "$\"";
+    }
+    EXPECT_EQ(ConvertAtOnce<char>(std::move(encoder), text).output, Bytes(expected + "\x1B(B"));
 }
 
 // As files may have it: what is encoded would be told apart differently when it is decoded.

@@ -9,8 +9,7 @@ constinit thread_local Blocks blocks{};
 namespace {
 
 void Close() noexcept {
-    blocks.open = false;
-    blocks.closed = true;
+    blocks.state = State::Closed;
     Clear();
 }
 
@@ -21,7 +20,9 @@ void* TakeFromHeap(std::size_t& size) {
         return ::operator new(size);
     }
     thread_local const AtThreadEnd<Close> closing;
-    blocks.open = !blocks.closed;
+    if (blocks.state == State::Unused) {
+        blocks.state = State::Open;
+    }
     constexpr std::size_t step = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
     size = (size + step - 1) / step * step;
     return ::operator new(size);

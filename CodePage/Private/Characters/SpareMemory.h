@@ -32,10 +32,14 @@ struct Block {
 
 // Neither constructed nor destroyed, so that a thread may ask at any time, also while it ends; in the few
 // bytes that every thread of a process has room for, so that asking calls nothing.
+enum class State : unsigned char {
+    Unused, // the thread has taken nothing
+    Open,
+    Closed // the thread is ending
+};
 struct Blocks {
     Block kept[2]; // small and large
-    bool open;     // the thread has taken something, and is not ending
-    bool closed;   // the thread is ending
+    State state;
 };
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local Blocks blocks;
 
@@ -61,7 +65,7 @@ inline void* Take(std::size_t& size) {
 // took nothing keeps nothing. The heap is entered last: it may be a program's own, and make strings.
 inline void Keep(void* memory, std::size_t size) noexcept {
     Block given = {memory, size};
-    if (blocks.open) {
+    if (blocks.state == State::Open) {
         std::swap(Kept(size), given);
     }
     if (given.size != 0) {

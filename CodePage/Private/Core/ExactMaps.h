@@ -14,6 +14,7 @@
 
 namespace KCodePage {
 
+// Not by std::call_once, which under the thread sanitizer waits forever once building has thrown.
 template <class Map>
 class BuiltOnce {
 public:

@@ -1,16 +1,16 @@
 #include "CodePage/Private/Core/ExactTables.h"
 
+#include "CodePage/CodePageImpl.h"
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Core/ModuleState.h"
 
 namespace KCodePage {
 
-ExactTables::ExactTables(CODE_PAGE codePage, const TextPolicy& textPolicy)
+ExactTables::ExactTables(CODE_PAGE codePage, const TextPolicy& policy)
     : fields(FindOrCreateCodePage(codePage)->GetFields()),
-      allowBestFit(textPolicy.allowBestFit),
-      sevenBit(textPolicy.sevenBit),
-      policy((allowBestFit ? 1u : 0u) + (sevenBit ? 2u : 0u)) {
+      allowBestFit(policy.allowBestFit),
+      sevenBit(policy.sevenBit) {
     if (!fields->multiByteToUnicode || !fields->unicodeToMultiByte || codePage == ISO_2022_JP) {
         Throw<UserErrorException>(KBase::WideStream() << "The character set is not supported: "
                                                       << KBase::WideView(fields->ianaNameWide));
@@ -22,7 +22,7 @@ const DecodeMap& ExactTables::DecodingMap() const {
 }
 
 const EncodeMap& ExactTables::EncodingMap() const {
-    return fields->exactMaps.encoding[policy].Get([this] { return EncodeMap(*this); });
+    return fields->exactMaps.encoding[PolicyIndex()].Get([this] { return EncodeMap(*this); });
 }
 
 unsigned ExactTables::GetNumberOfBytesInThisCharacter(const char* text) const {

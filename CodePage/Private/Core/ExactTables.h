@@ -15,7 +15,7 @@ class ExactTables {
 public:
     // Takes the tables of `codePage` from the registry. Throws what GetCodePage throws, and
     // UserErrorException for a code page that has none or does not decode.
-    ExactTables(CODE_PAGE codePage, const TextPolicy& textPolicy);
+    ExactTables(CODE_PAGE codePage, const TextPolicy& policy);
 
     // The three questions of a DecodeMap. What stands for no character is invalid: a pair that decodes to the
     // default unit without being that unit's own bytes is undefined, and so is a lead byte with 00.
@@ -33,17 +33,17 @@ public:
     // this or a copy.
     const DecodeMap& DecodingMap() const;
     const EncodeMap& EncodingMap() const;
-    BuiltOnce<EncodeMap>& EncodingMapToJis() const { return fields->exactMaps.encodingToJis[policy]; }
+    BuiltOnce<EncodeMap>& EncodingMapToJis() const { return fields->exactMaps.encodingToJis[PolicyIndex()]; }
 
     const MultiByteToUnicode& Decoding() const { return *fields->multiByteToUnicode; }
 
 private:
+    std::size_t PolicyIndex() const noexcept { return (allowBestFit ? 1u : 0u) + (sevenBit ? 2u : 0u); }
     bool IsRoundTrip(unsigned short codeUnit, const MultiByteCharacter& character) const;
 
     KBase::SmartPtrI<const CodePageFields> fields;
     bool allowBestFit;
     bool sevenBit;
-    unsigned policy; // the index in ExactMaps
 };
 
 } // namespace KCodePage

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint16_t noCode = 0xFFFF;
 constexpr std::size_t escapeLength = 3;
 constexpr std::size_t shortestStretch = 64;
-constexpr std::size_t longestStretch = 64 * 1024; // bytes
+constexpr std::size_t longestStretch = std::size_t{64} << 10; // bytes
 
 // What a one-byte character may be: 7-bit, and nothing that announces another character set.
 bool IsPlain(unsigned byte) noexcept {
@@ -22,8 +22,8 @@ bool IsPlain(unsigned byte) noexcept {
     return byte < 0x80 && byte != shiftOut && byte != shiftIn && byte != escape;
 }
 
-// Answers for an EncodeMap with what JIS text may be made of: 7-bit characters and pairs. All ASCII, for the
-// loops are fastest where that stands for itself.
+// Answers for an EncodeMap with what JIS text may be made of: 7-bit characters and pairs. SO, SI and ESC too,
+// which are looked for in the Shift-JIS text: the loops are fastest where all of ASCII stands for itself.
 struct SimpleShiftJis {
     const ExactTables& tables;
     const Kernels::DecodeTable& leads;
@@ -44,21 +44,14 @@ JisEncoding::JisEncoding(const TextPolicy& policy)
     : tables(SHIFT_JIS, policy),
       shiftJisToJis(ShiftJisToJis::InstanceReference()),
       substitution(policy.encoded) {
-    const DecodeMap* const leads = DecodeMap::Of(tables.Decoding());
-    if (leads == nullptr || HasCodesLikeBytes()) {
+    const DecodeMap* const decoding = DecodeMap::Of(tables.Decoding());
+    if (decoding == nullptr) {
         return;
     }
+    leads = &decoding->Table();
     between.resize(longestStretch);
     stretch = longestStretch;
-    map = &tables.EncodingMapToJis().Get([&] { return EncodeMap(SimpleShiftJis{tables, leads->Table()}); });
-    table = {&leads->Table(), shiftJisToJis->codes.data(), shiftJisToJis->irregularCodes == 0};
-}
-
-// Whether the table has JIS codes without a first byte, which the loops would take.
-bool JisEncoding::HasCodesLikeBytes() const noexcept {
-    const auto& codes = shiftJisToJis->codes;
-    return shiftJisToJis->irregularCodes != 0 &&
-           std::any_of(codes.begin(), codes.end(), [](unsigned code) { return code != 0 && code <= 0xFF; });
+    map = &tables.EncodingMapToJis().Get([&] { return EncodeMap(SimpleShiftJis{tables, *leads}); });
 }
 
 // The byte or the JIS code of a Shift-JIS character; noCode where there is neither.
@@ -93,6 +86,8 @@ JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* o
                                        std::size_t capacity) noexcept {
     const Kernels::JisLoops& loops = Kernels::ChosenJis();
     const auto* const text = reinterpret_cast<const unsigned char*>(between.data());
+    // Each time anew: who has the table may change it.
+    const Kernels::JisTable table = {leads, shiftJisToJis->codes.data(), shiftJisToJis->irregularCodes == 0};
     Progress progress{0, 0};
     while (map != nullptr && capacity - progress.written > Kernels::jisSlack) {
         const std::size_t room = capacity - progress.written - Kernels::jisSlack;
@@ -111,7 +106,9 @@ JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* o
         if (second.consumed == 0) {
             break;
         }
-        stretch = std::min(2 * stretch, between.size());
+        if (first.written + 2 > stretch) {
+            stretch = std::min(2 * stretch, between.size());
+        }
     }
     return progress;
 }

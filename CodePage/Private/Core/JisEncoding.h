@@ -35,16 +35,15 @@ public:
     std::size_t Finish(char* out) noexcept; // a text ends in one-byte mode
 
 private:
-    bool HasCodesLikeBytes() const noexcept;
     std::uint16_t CodeOf(const MultiByteCharacter& shiftJis) const;
     std::size_t Put(std::uint16_t code, char* out) noexcept;
 
     ExactTables tables; // of shift_jis
     KBase::SmartPtrI<ShiftJisToJis> shiftJisToJis;
     char substitution;
-    const EncodeMap* map = nullptr; // to Shift-JIS; null where all goes character by character
-    Kernels::JisTable table;        // from there to JIS
-    std::vector<char> between;      // Shift-JIS text, a stretch of it
+    const EncodeMap* map = nullptr;              // to Shift-JIS; null where all goes character by character
+    const Kernels::DecodeTable* leads = nullptr; // those of Shift-JIS
+    std::vector<char> between;                   // Shift-JIS text, a stretch of it
     std::size_t stretch = 0;
     bool inJIS = false; // two-byte mode
 };

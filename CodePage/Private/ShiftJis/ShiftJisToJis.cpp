@@ -94,7 +94,7 @@ ShiftJisToJis& ShiftJisToJis::operator=(const ShiftJisToJis& other) {
     ShiftJisToJis copy(other);
     map.swap(copy.map);
     firstBytes = copy.firstBytes;
-    codes.swap(copy.codes);
+    codes = copy.codes; // in place, where encoders look them up
     irregularCodes = copy.irregularCodes;
     return *this;
 }
@@ -119,7 +119,8 @@ void ShiftJisToJis::AddToFirstByteList(char c) {
 
 // An entry that is there stays.
 void ShiftJisToJis::Insert(unsigned short shiftJis, const MultiByteCharacter& jis) {
-    if (map.try_emplace(shiftJis, jis).second && jis.IsValid() && jis.GetMBChar() != 0) {
+    const bool isSimple = jis.IsValid() && jis.GetByte1() != 0 && jis.GetMBChar() != 0xFFFF;
+    if (map.try_emplace(shiftJis, jis).second && isSimple) {
         codes[shiftJis] = jis.GetMBChar();
         const unsigned regular = Kernels::RegularJisCode(static_cast<unsigned char>(shiftJis >> 8),
                                                          static_cast<unsigned char>(shiftJis));
