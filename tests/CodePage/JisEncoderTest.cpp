@@ -83,6 +83,16 @@ const std::vector<Expected>& ExpectedOfUnits() {
     return expected;
 }
 
+std::vector<wchar16> ExactUnits(unsigned first) {
+    std::vector<wchar16> exact;
+    for (unsigned unit = first; unit < 0x10000; ++unit) {
+        if (ExpectedOfUnits()[unit].isExact) {
+            exact.push_back(static_cast<wchar16>(unit));
+        }
+    }
+    return exact;
+}
+
 // The bytes of a text, with escape sequences wherever the mode changes. What has no bytes gives "?".
 std::string ExpectedOf(const std::vector<wchar16>& text, bool allowBestFit) {
     std::string output;
@@ -167,12 +177,7 @@ TEST_F(JisEncoderTest, AllUnitsInOneTextGiveTheSameInEveryPiece) {
 
 // Long enough for many of the stretches in which it is converted.
 TEST_F(JisEncoderTest, LongTextsOfAllKindsInPiecesOfEverySize) {
-    std::vector<wchar16> pairs;
-    for (unsigned unit = 0x80; unit < 0x10000; ++unit) {
-        if (ExpectedOfUnits()[unit].isExact) {
-            pairs.push_back(static_cast<wchar16>(unit));
-        }
-    }
+    const std::vector<wchar16> pairs = ExactUnits(0x80);
     std::mt19937 random(44);
     std::vector<wchar16> text;
     while (text.size() < 150'000) {
@@ -204,12 +209,7 @@ TEST_F(JisEncoderTest, LongTextsOfAllKindsInPiecesOfEverySize) {
 
 // Nothing ends a stretch early.
 TEST_F(JisEncoderTest, LongTextsThatConvertThroughout) {
-    std::vector<wchar16> exact;
-    for (unsigned unit = 0x20; unit < 0x10000; ++unit) {
-        if (ExpectedOfUnits()[unit].isExact) {
-            exact.push_back(static_cast<wchar16>(unit));
-        }
-    }
+    const std::vector<wchar16> exact = ExactUnits(0x20);
     std::mt19937 random(45);
     std::vector<wchar16> text(300'000);
     for (wchar16& unit : text) {
@@ -257,12 +257,7 @@ TEST_F(JisEncoderTest, WhatConvertsIcuAndIconvDecodeToTheSameUnit) {
 
 TEST_F(JisEncoderTest, RandomTextsComeBackThroughIcu) {
     OtherConverters::IcuDecoder icu("ISO-2022-JP");
-    std::vector<wchar16> exact;
-    for (unsigned unit = 0x20; unit < 0x10000; ++unit) {
-        if (ExpectedOfUnits()[unit].isExact) {
-            exact.push_back(static_cast<wchar16>(unit));
-        }
-    }
+    const std::vector<wchar16> exact = ExactUnits(0x20);
     std::mt19937 random(43);
     TextEncoder encoder = Encoder();
     for (int round = 0; round < 500; ++round) {
