@@ -26,10 +26,6 @@ using KBase::operator""_w;
 
 using Table = KBase::SmartPtrI<const MultiByteToUnicode>;
 
-Table TableOf(const CodePage& codePage) {
-    return GetDecodingTable(codePage);
-}
-
 std::string Decode(CodePage& codePage, const std::string& bytes) {
     const auto text =
         codePage.ConvertToUnicode(bytes.data(), static_cast<unsigned>(bytes.size()), CodePage::SUBSTITUTE);
@@ -73,7 +69,7 @@ protected:
 
 TEST_F(ThreadFieldsTest, AFlushOnTheThreadThatConvertedFreesTheTables) {
     Decode(*GetCodePage(15), "\xC1");
-    const Table table = TableOf(*GetCodePage(15));
+    const Table table = GetDecodingTable(*GetCodePage(15));
     EXPECT_TRUE(IsHeldElsewhere(table));
     FlushCodePageCaches();
     EXPECT_FALSE(IsHeldElsewhere(table));
@@ -82,7 +78,7 @@ TEST_F(ThreadFieldsTest, AFlushOnTheThreadThatConvertedFreesTheTables) {
 TEST_F(ThreadFieldsTest, PointingAnObjectAtAnotherPageFreesTheTablesOfTheFirst) {
     const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(KOI8_R));
     EXPECT_EQ(Decode(*object, "\xC1"), "1072 ");
-    const Table table = TableOf(*object);
+    const Table table = GetDecodingTable(*object);
     DeSerialize(*object, 7);
     EXPECT_FALSE(IsHeldElsewhere(table));
     EXPECT_EQ(Decode(*object, "\xE1"), "945 ");
@@ -91,7 +87,7 @@ TEST_F(ThreadFieldsTest, PointingAnObjectAtAnotherPageFreesTheTablesOfTheFirst) 
 TEST_F(ThreadFieldsTest, ObjectsThatShareTheirFieldsGoOnWhenOneOfThemGoes) {
     const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl);
     DeSerialize(*object, 15);
-    EXPECT_EQ(TableOf(*object), TableOf(*GetCodePage(15)));
+    EXPECT_EQ(GetDecodingTable(*object), GetDecodingTable(*GetCodePage(15)));
     EXPECT_EQ(Decode(*GetCodePage(15), "\xC1"), "1072 ");
     EXPECT_EQ(Decode(*object, "\xC1"), "1072 ");
     FlushCodePageCaches();
@@ -106,7 +102,7 @@ TEST_F(ThreadFieldsTest, AnIdleThreadHoldsTheLastFewAndAThreadThatEndedNone) {
             for (int generation = 0; generation < 12; ++generation) {
                 auto codePage = GetCodePageReference(15);
                 EXPECT_EQ(Decode(*codePage, "\xC1"), "1072 ");
-                tables.push_back(TableOf(*codePage));
+                tables.push_back(GetDecodingTable(*codePage));
                 // Another thread lets the object go, so that this one keeps what it held.
                 std::thread([last = std::move(codePage)]() mutable {
                     FlushCodePageCaches();
@@ -128,7 +124,7 @@ TEST_F(ThreadFieldsTest, TablesThatOnlyAnIdleThreadHoldsAreBoundedWhateverIsRead
         std::vector<std::thread> idle;
         for (int generation = 0; generation < 24; ++generation) {
             DeSerialize(*object, generation % 2 == 0 ? 15 : 7);
-            tables.push_back(TableOf(*object));
+            tables.push_back(GetDecodingTable(*object));
             if (generation % 8 == 0) {
                 std::latch converted(1);
                 idle.emplace_back([&] {
@@ -173,7 +169,7 @@ TEST_F(ThreadFieldsTest, AThreadThatEndsCanStillConvertAndKeepsNothing) {
         Decode(*codePage, "\xC1");
     }).join();
     EXPECT_EQ(seen, "1072 1072 1072 ");
-    const Table table = TableOf(*codePage);
+    const Table table = GetDecodingTable(*codePage);
     DeSerialize(*codePage, 7);
     EXPECT_FALSE(IsHeldElsewhere(table));
 }

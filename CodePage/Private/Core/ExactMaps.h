@@ -21,22 +21,21 @@ public:
     // What `build` returns, which is called once; again where it threw.
     template <class Build>
     const Map& Get(Build build) {
-        const Map* found = built.load(std::memory_order_acquire);
-        if (found == nullptr) {
-            const std::lock_guard hold(building);
-            if (map == nullptr) {
-                map = std::make_unique<const Map>(build());
-                built.store(map.get(), std::memory_order_release);
-            }
-            found = map.get();
+        if (const Map* const found = built.load(std::memory_order_acquire)) {
+            return *found;
         }
-        return *found;
+        const std::lock_guard hold(building);
+        if (map == nullptr) {
+            map = std::make_unique<const Map>(build());
+            built.store(map.get(), std::memory_order_release);
+        }
+        return *map;
     }
 
 private:
     std::mutex building;
     std::unique_ptr<const Map> map;
-    std::atomic<const Map*> built = nullptr;
+    std::atomic<const Map*> built = nullptr; // may be asked without the lock
 };
 
 // By policy, as ExactTables counts them.

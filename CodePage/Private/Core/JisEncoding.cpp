@@ -44,14 +44,13 @@ JisEncoding::JisEncoding(const TextPolicy& policy)
     : tables(SHIFT_JIS, policy),
       shiftJisToJis(ShiftJisToJis::InstanceReference()),
       substitution(policy.encoded) {
-    const DecodeMap* const decoding = DecodeMap::Of(tables.Decoding());
-    if (decoding == nullptr) {
-        return;
+    if (const DecodeMap* const decoding = DecodeMap::Of(tables.Decoding())) {
+        between.resize(longestStretch);
+        stretch = longestStretch;
+        map = &tables.EncodingMapToJis().Get([&] {
+            return EncodeMap(SimpleShiftJis{tables, decoding->Table()});
+        });
     }
-    leads = &decoding->Table();
-    between.resize(longestStretch);
-    stretch = longestStretch;
-    map = &tables.EncodingMapToJis().Get([&] { return EncodeMap(SimpleShiftJis{tables, *leads}); });
 }
 
 // The byte or the JIS code of a Shift-JIS character; noCode where there is neither.
@@ -84,15 +83,22 @@ std::size_t JisEncoding::Put(std::uint16_t code, char* out) noexcept {
 
 JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* out,
                                        std::size_t capacity) noexcept {
+    Progress progress{0, 0};
+    if (map == nullptr) {
+        return progress;
+    }
     const Kernels::JisLoops& loops = Kernels::ChosenJis();
     const auto* const text = reinterpret_cast<const unsigned char*>(between.data());
     // Each time anew: who has the table may change it.
-    const Kernels::JisTable table = {leads, shiftJisToJis->codes.data(), shiftJisToJis->irregularCodes == 0};
-    Progress progress{0, 0};
-    while (map != nullptr && capacity - progress.written > Kernels::jisSlack) {
+    const Kernels::JisTable table = {&DecodeMap::Of(tables.Decoding())->Table(), shiftJisToJis->codes.data(),
+                                     shiftJisToJis->irregularCodes == 0};
+    while (capacity - progress.written > Kernels::jisSlack) {
         const std::size_t room = capacity - progress.written - Kernels::jisSlack;
         const Kernels::Run first = map->Convert(in + progress.consumed, n - progress.consumed, between.data(),
                                                 std::min(stretch, room)); // JIS text is never shorter
+        if (first.written == 0) {
+            break; // the input is used up, or what comes next is not in the map
+        }
         const Kernels::JisRun second =
             loops.convert(table, inJIS, text, loops.beforeEscape(text, first.written),
                           reinterpret_cast<unsigned char*>(out + progress.written), room);
@@ -101,9 +107,6 @@ JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* o
         progress.written += second.written;
         if (second.consumed < first.written) {
             stretch = shortestStretch; // the rest was converted to Shift-JIS in vain
-            break;
-        }
-        if (second.consumed == 0) {
             break;
         }
         if (first.written + 2 > stretch) {

@@ -41,11 +41,10 @@ private:
     ExactTables tables; // of shift_jis
     KBase::SmartPtrI<ShiftJisToJis> shiftJisToJis;
     char substitution;
-    const EncodeMap* map = nullptr;              // to Shift-JIS; null where all goes character by character
-    const Kernels::DecodeTable* leads = nullptr; // those of Shift-JIS
-    std::vector<char> between;                   // Shift-JIS text, a stretch of it
-    std::size_t stretch = 0;
-    bool inJIS = false; // two-byte mode
+    const EncodeMap* map = nullptr; // to Shift-JIS; null where all goes character by character
+    std::vector<char> between;      // Shift-JIS text, a stretch of it
+    std::size_t stretch = 0;        // bytes of it that are made at once
+    bool inJIS = false;             // two-byte mode
 };
 
 } // namespace KCodePage
