@@ -24,7 +24,6 @@ public:
     //
     // iso-2022-jp is 7-bit here: half-width katakana, the IBM extensions (lead bytes F0 to FC of shift_jis)
     // and the controls SO, SI and ESC have no counterpart. A text ends in one-byte mode, also where it fails.
-    // Outputs of up to 64 bytes are filled character by character, which is slower.
     explicit TextEncoder(CODE_PAGE codePage, const TextPolicy& policy = {});
     TextEncoder(TextEncoder&&) noexcept;
     TextEncoder& operator=(TextEncoder&&) noexcept;

@@ -43,43 +43,72 @@ private:
     __m512i span1;
 };
 
+// A mask to calculate with. Without this the compiler calculates in mask registers, which takes longer.
+std::uint64_t InGeneralRegister(std::uint64_t mask) noexcept {
+    asm("" : "+r"(mask));
+    return mask;
+}
+
 // Where the mode of a byte is not that of the one before.
 std::uint64_t Changes(std::uint64_t ofPairs, bool inJIS) noexcept {
     return ofPairs ^ (ofPairs << 1 | (inJIS ? 1 : 0));
 }
 
 // A quarter of a block whose bytes each stand behind the escape sequence to their mode: four bytes for one.
-__m512i WithEscapes(__m512i bytes, std::uint64_t ofPairs, unsigned begin) noexcept {
-    // ESC ( B and a byte, and what makes it ESC $ B.
-    const __m512i toASCII = _mm512_set1_epi32(0x0042281B);
-    const __m512i toJIS = _mm512_set1_epi32(0x0042241B);
+// `modes`: what stands there between ESC and B.
+__m512i WithEscapes(__m512i bytes, __m512i modes, unsigned begin) noexcept {
     const __m512i numbers = _mm512_set_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
-    const __m512i places =
-        _mm512_slli_epi32(_mm512_add_epi32(numbers, _mm512_set1_epi32(static_cast<int>(begin))), 24);
-    const __m512i escapes = _mm512_mask_mov_epi32(toASCII, static_cast<__mmask16>(ofPairs >> begin), toJIS);
-    return _mm512_mask_permutexvar_epi8(escapes, 0x8888888888888888u, places, bytes);
+    const __m512i places = _mm512_add_epi32(numbers, _mm512_set1_epi32(static_cast<int>(begin)));
+    // Of each four, the second is taken from the modes and the fourth from the bytes; the others stay.
+    const __m512i sources =
+        _mm512_or_si512(_mm512_set1_epi32(0x0042401B),
+                        _mm512_or_si512(_mm512_slli_epi32(places, 24), _mm512_slli_epi32(places, 8)));
+    return _mm512_mask2_permutex2var_epi8(bytes, sources, 0xAAAAAAAAAAAAAAAAu, modes);
 }
 
 // Of these, each byte, and the escape sequence where the mode changes.
 std::uint64_t Kept(std::uint64_t changes, unsigned begin) noexcept {
-    return 0x8888888888888888u | _pdep_u64(changes >> begin, 0x1111111111111111u) * 7;
+    return 0x8888888888888888u + _pdep_u64(changes >> begin, 0x1111111111111111u) * 7;
 }
 
-// Stores those of the bytes that are kept, and returns their number. What is behind them changes too.
-std::size_t Store(unsigned char* output, __m512i bytes, std::uint64_t kept) noexcept {
-    _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, bytes));
-    return CountOf(kept);
+// Stores a block, each byte behind the escape sequence to its mode where that changes. What is behind it, up
+// to jisSlack bytes from `output` on, changes too.
+void Store(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uint64_t changes) noexcept {
+    const __m512i modes = _mm512_mask_mov_epi8(Set('('), ofPairs, Set('$'));
+    for (unsigned begin = 0; begin < blockSize; begin += quarter) {
+        const std::uint64_t kept = Kept(changes, begin);
+        _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, WithEscapes(bytes, modes, begin)));
+        output += CountOf(kept);
+    }
 }
 
-// Those bytes of pairs that have no regular code. Requires: lead bytes of Shift-JIS.
-__mmask64 OffGrid(__m512i bytes, __mmask64 leads, __mmask64 seconds) noexcept {
-    const __mmask64 noSeconds = _mm512_cmpgt_epu8_mask(_mm512_sub_epi8(bytes, Set(0x40)), Set(0xFC - 0x40)) |
-                                _mm512_cmpeq_epi8_mask(bytes, Set(0x7F));
-    return (leads & _mm512_cmpge_epu8_mask(bytes, Set(0xF0))) | (seconds & noSeconds);
+// Bytes that the first `size` bytes of a block become.
+std::size_t SizeWithEscapes(std::size_t size, std::uint64_t changes) noexcept {
+    return size + escapeLength * CountOf(_bzhi_u64(changes, static_cast<unsigned>(size)));
 }
 
-// The bytes with the regular codes of their pairs. `next`: the byte behind each. Requires: the pairs have
-// some.
+// How many bytes of a block fit into `room` with their escape sequences, whole characters. Requires: not all
+// do. Without branches, which would be guessed wrongly: each quarter has 16 bytes or those before the one
+// that becomes the first byte without room.
+std::size_t SizeThatFits(std::size_t room, std::uint64_t leads, std::uint64_t changes) noexcept {
+    std::size_t size = 0;
+    for (unsigned begin = 0; begin < blockSize; begin += quarter) {
+        const std::uint64_t kept = Kept(changes, begin);
+        size += _tzcnt_u64(_pdep_u64(std::uint64_t{1} << Smaller(room, 63), kept)) / 4;
+        room -= Smaller(room, CountOf(kept));
+    }
+    return size > 0 ? size - (leads >> (size - 1) & 1) : 0;
+}
+
+// The bytes that may be lead bytes of Shift-JIS, if the one before them is not.
+std::uint64_t MayLead(__m512i bytes) noexcept {
+    // 81 to 9F and E0 to FC become 21 to 5C.
+    return _mm512_cmple_epu8_mask(_mm512_sub_epi8(_mm512_xor_si512(bytes, Set(0xA0)), Set(0x21)),
+                                  Set(0x5C - 0x21));
+}
+
+// The bytes with the regular codes of their pairs, or what is none. `next`: the byte behind each. Requires:
+// lead bytes of Shift-JIS.
 __m512i RegularCodes(__m512i bytes, __m512i next, __mmask64 leads, __mmask64 seconds) noexcept {
     // Twice a lead byte, and where the row of 81 and that of E0 begin.
     const __m512i rows =
@@ -87,17 +116,41 @@ __m512i RegularCodes(__m512i bytes, __m512i next, __mmask64 leads, __mmask64 sec
     const __m512i toCells =
         _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(Set(0x1F), _mm512_movepi8_mask(bytes), Set(0x20)),
                              _mm512_cmpge_epu8_mask(bytes, Set(0x9F)), Set(0x7E));
-    const __mmask64 inSecondRows = leads & _mm512_cmpge_epu8_mask(next, Set(0x9F));
+    const __mmask64 inSecondRows = _mm512_mask_cmpge_epu8_mask(leads, next, Set(0x9F));
     __m512i codes = _mm512_mask_sub_epi8(bytes, seconds, bytes, toCells);
     codes = _mm512_mask_mov_epi8(codes, leads, rows);
     return _mm512_mask_add_epi8(codes, inSecondRows, codes, Set(1));
 }
 
-// As far as nothing has to be looked up and there is room. Where a block begins does not wait for where the
-// pairs of the one before are: its end may cut one apart.
-JisRun RegularBlocks(const Stretches& stretches, bool inJIS, const unsigned char* input, std::size_t length,
-                     unsigned char* output, std::size_t capacity) noexcept {
+// Whether all pairs have a regular code: both bytes of it are 21 to 7E, and the second was not made of 7F.
+bool AreRegular(__m512i bytes, __m512i codes, __mmask64 ofPairs, __mmask64 seconds) noexcept {
+    const __mmask64 outside =
+        _mm512_mask_cmpgt_epu8_mask(ofPairs, _mm512_sub_epi8(codes, Set(0x21)), Set(0x7E - 0x21));
+    return (outside | _mm512_mask_cmpeq_epi8_mask(seconds, bytes, Set(0x7F))) == 0;
+}
+
+// Adds the first `size` bytes of a block, whole characters, to a run.
+void Take(std::size_t size, std::uint64_t seconds, std::uint64_t ofPairs, std::uint64_t changes,
+          JisRun& run) noexcept {
+    run.consumed += size;
+    run.characters += size - CountOf(_bzhi_u64(seconds, static_cast<unsigned>(size)));
+    run.written += SizeWithEscapes(size, changes);
+    if (size != 0) {
+        run.inJIS = (ofPairs >> (size - 1) & 1) != 0;
+    }
+}
+
+struct Blocks {
+    JisRun run;
+    bool isFull; // the next character does not fit the output
+};
+
+// As far as nothing has to be looked up. Where a block begins does not wait for where the pairs of the one
+// before are: its end may cut one apart. The last block is stored whole too, and cut behind what fits.
+Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length, unsigned char* output,
+                     std::size_t capacity) noexcept {
     JisRun run = {0, 0, 0, inJIS};
+    bool isFull = false;
     bool isCut = false;
     bool isCutAfterEscape = false;
     while (length - run.consumed > blockSize) {
@@ -116,20 +169,26 @@ JisRun RegularBlocks(const Stretches& stretches, bool inJIS, const unsigned char
             continue;
         }
         const std::uint64_t first = isCut ? 1 : 0;
-        const std::uint64_t leads = EveryOther(stretches.Of(bytes) & ~first);
+        const std::uint64_t leads = InGeneralRegister(EveryOther(InGeneralRegister(MayLead(bytes)) & ~first));
         const std::uint64_t seconds = leads << 1 | first;
         const std::uint64_t ofPairs = leads | seconds;
         const std::uint64_t changes = Changes(ofPairs, run.inJIS);
-        if (room < blockSize + escapeLength * CountOf(changes) || OffGrid(bytes, leads, seconds) != 0) {
+        const __m512i codes = RegularCodes(bytes, _mm512_loadu_si512(block + 1), leads, seconds);
+        if (!AreRegular(bytes, codes, ofPairs, seconds)) [[unlikely]] {
             break;
         }
-        const __m512i codes = RegularCodes(bytes, _mm512_loadu_si512(block + 1), leads, seconds);
-        for (unsigned begin = 0; begin < blockSize; begin += quarter) {
-            run.written +=
-                Store(output + run.written, WithEscapes(codes, ofPairs, begin), Kept(changes, begin));
+        Store(output + run.written, codes, ofPairs, changes);
+        const std::size_t needed = SizeWithEscapes(blockSize, changes);
+        if (needed > room) [[unlikely]] {
+            isFull = true;
+            const std::size_t size = SizeThatFits(room, leads, changes);
+            Take(size, seconds, ofPairs, changes, run);
+            isCut = isCut && size == 0;
+            break;
         }
         run.consumed += blockSize;
         run.characters += blockSize - CountOf(seconds);
+        run.written += needed;
         isCut = leads >> (blockSize - 1) != 0;
         isCutAfterEscape = changes >> (blockSize - 1) != 0;
         run.inJIS = ofPairs >> (blockSize - 1) != 0;
@@ -140,7 +199,7 @@ JisRun RegularBlocks(const Stretches& stretches, bool inJIS, const unsigned char
         run.written -= 1 + (isCutAfterEscape ? escapeLength : 0);
         run.inJIS = !isCutAfterEscape;
     }
-    return run;
+    return {run, isFull};
 }
 
 // Whether RegularBlocks knows the lead bytes and the codes.
@@ -157,15 +216,18 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
         const Stretches stretches(table.shiftJis->ranges);
         const bool isRegular = IsRegular(table);
         if (isRegular) {
-            run = RegularBlocks(stretches, inJIS, input, length, output, capacity);
+            const Blocks blocks = RegularBlocks(inJIS, input, length, output, capacity);
+            run = blocks.run;
+            if (blocks.isFull) {
+                return run;
+            }
         }
         while (run.consumed < length) {
             const std::size_t inBlock = Smaller(blockSize, length - run.consumed);
-            const std::size_t room = capacity - run.written;
             const __mmask64 all = FirstOf64(inBlock);
             const __m512i bytes = _mm512_maskz_loadu_epi8(all, input + run.consumed);
             if (!run.inJIS && _mm512_movepi8_mask(bytes) == 0) {
-                const std::size_t size = Smaller(inBlock, room);
+                const std::size_t size = Smaller(inBlock, capacity - run.written);
                 _mm512_storeu_si512(output + run.written, bytes);
                 run.consumed += size;
                 run.characters += size;
@@ -179,15 +241,16 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
             // A pair that the block's end cuts apart is left to the next block.
             std::size_t size = inBlock - (leads >> (inBlock - 1));
             leads = _bzhi_u64(leads, static_cast<unsigned>(inBlock - 1));
-            const std::uint64_t ofPairs = leads | leads << 1;
+            const std::uint64_t seconds = leads << 1;
+            const std::uint64_t ofPairs = leads | seconds;
 
             __m512i jis;
             if (isRegular) {
-                if (OffGrid(bytes, leads, leads << 1) != 0) {
+                const __m512i next = _mm512_maskz_loadu_epi8(all >> 1, input + run.consumed + 1);
+                jis = RegularCodes(bytes, next, leads, seconds);
+                if (!AreRegular(bytes, jis, ofPairs, seconds)) {
                     break; // a pair without a code, up to which the other loop goes
                 }
-                const __m512i next = _mm512_maskz_loadu_epi8(all >> 1, input + run.consumed + 1);
-                jis = RegularCodes(bytes, next, leads, leads << 1);
             } else {
                 alignas(64) std::uint16_t indexes[32];
                 _mm512_store_si512(indexes, SwapBytes(_mm512_maskz_compress_epi8(ofPairs, bytes)));
@@ -200,34 +263,13 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
             }
 
             const std::uint64_t changes = Changes(ofPairs, run.inJIS);
-            const auto keptFrom = [&](unsigned begin) {
-                const std::size_t count = size > begin ? Smaller(quarter, size - begin) : 0;
-                return _bzhi_u64(Kept(changes, begin), static_cast<unsigned>(4 * count));
-            };
-            const std::size_t needed =
-                size + escapeLength * CountOf(_bzhi_u64(changes, static_cast<unsigned>(size)));
-            const bool isLast = needed > room;
+            Store(output + run.written, jis, ofPairs, changes);
+            const std::size_t room = capacity - run.written;
+            const bool isLast = SizeWithEscapes(size, changes) > room;
             if (isLast) {
-                // Up to the character for which there is no room, with the escape sequence before it.
-                // Without branches, which would be guessed wrongly: each quarter has 16 characters or those
-                // before the one of the first byte without room.
-                std::size_t left = room;
-                size = 0;
-                for (unsigned begin = 0; begin < blockSize; begin += quarter) {
-                    const std::uint64_t kept = Kept(changes, begin);
-                    size += _tzcnt_u64(_pdep_u64(std::uint64_t{1} << Smaller(left, 63), kept)) / 4;
-                    left -= Smaller(left, CountOf(kept));
-                }
-                size -= size > 0 ? leads >> (size - 1) & 1 : 0;
+                size = SizeThatFits(room, leads, changes);
             }
-            for (unsigned begin = 0; begin < blockSize; begin += quarter) {
-                run.written += Store(output + run.written, WithEscapes(jis, ofPairs, begin), keptFrom(begin));
-            }
-            if (size != 0) {
-                run.inJIS = (ofPairs >> (size - 1) & 1) != 0;
-            }
-            run.consumed += size;
-            run.characters += size - CountOf(_bzhi_u64(leads, static_cast<unsigned>(size)));
+            Take(size, seconds, ofPairs, changes, run);
             if (isLast || size == 0) {
                 return run;
             }

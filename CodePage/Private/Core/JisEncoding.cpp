@@ -92,8 +92,12 @@ JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* o
     // Each time anew: who has the table may change it.
     const Kernels::JisTable table = {&DecodeMap::Of(tables.Decoding())->Table(), shiftJisToJis->codes.data(),
                                      shiftJisToJis->irregularCodes == 0};
-    while (capacity - progress.written > Kernels::jisSlack) {
-        const std::size_t room = capacity - progress.written - Kernels::jisSlack;
+    char nearEnd[2 * Kernels::jisSlack]; // for output behind which there is no slack
+    while (progress.written < capacity) {
+        const std::size_t left = capacity - progress.written;
+        const bool isNearEnd = left <= Kernels::jisSlack;
+        const std::size_t room = isNearEnd ? left : left - Kernels::jisSlack;
+        char* const place = isNearEnd ? nearEnd : out + progress.written;
         const Kernels::Run first = map->Convert(in + progress.consumed, n - progress.consumed, between.data(),
                                                 std::min(stretch, room)); // JIS text is never shorter
         if (first.written == 0) {
@@ -101,7 +105,10 @@ JisEncoding::Progress JisEncoding::Run(const wchar16* in, std::size_t n, char* o
         }
         const Kernels::JisRun second =
             loops.convert(table, inJIS, text, loops.beforeEscape(text, first.written),
-                          reinterpret_cast<unsigned char*>(out + progress.written), room);
+                          reinterpret_cast<unsigned char*>(place), room);
+        if (isNearEnd) {
+            std::memcpy(out + progress.written, nearEnd, second.written);
+        }
         inJIS = second.inJIS;
         progress.consumed += second.characters; // each of one code unit
         progress.written += second.written;
