@@ -30,6 +30,18 @@ inline std::size_t CountOf(std::uint64_t mask) noexcept {
     return static_cast<std::size_t>(_mm_popcnt_u64(mask));
 }
 
+inline __m512i EachByte512(unsigned value) noexcept {
+    return _mm512_set1_epi8(static_cast<char>(value));
+}
+
+// Masks are worked on in general registers: the compiler would use mask registers, which take four times as
+// long.
+template <class Mask>
+Mask InRegister(Mask mask) noexcept {
+    __asm__("" : "+r"(mask));
+    return mask;
+}
+
 inline __m512i LookUp32(const std::uint16_t* table, const std::uint16_t* indexes) noexcept {
     __m512i found = _mm512_castsi128_si512(LookUp8(table, indexes));
     found = _mm512_inserti32x4(found, LookUp8(table, indexes + 8), 1);

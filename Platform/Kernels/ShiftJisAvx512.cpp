@@ -14,10 +14,6 @@ constexpr unsigned quarter = blockSize / 4;
 
 constexpr std::size_t escapeLength = 3;
 
-__m512i Set(unsigned byte) noexcept {
-    return _mm512_set1_epi8(static_cast<char>(byte));
-}
-
 __m512i SwapBytes(__m512i units) noexcept {
     return _mm512_or_si512(_mm512_slli_epi16(units, 8), _mm512_srli_epi16(units, 8));
 }
@@ -26,10 +22,10 @@ __m512i SwapBytes(__m512i units) noexcept {
 class Stretches {
 public:
     explicit Stretches(const unsigned char (&ranges)[2][2]) noexcept
-        : first0(Set(ranges[0][0])),
-          first1(Set(ranges[1][0])),
-          span0(Set(ranges[0][1] - ranges[0][0])),
-          span1(Set(ranges[1][1] - ranges[1][0])) {}
+        : first0(EachByte512(ranges[0][0])),
+          first1(EachByte512(ranges[1][0])),
+          span0(EachByte512(ranges[0][1] - ranges[0][0])),
+          span1(EachByte512(ranges[1][1] - ranges[1][0])) {}
 
     __mmask64 Of(__m512i bytes) const noexcept {
         return _mm512_cmple_epu8_mask(_mm512_sub_epi8(bytes, first0), span0) |
@@ -42,12 +38,6 @@ private:
     __m512i span0;
     __m512i span1;
 };
-
-// A mask to calculate with. Without this the compiler calculates in mask registers, which takes longer.
-std::uint64_t InGeneralRegister(std::uint64_t mask) noexcept {
-    asm("" : "+r"(mask));
-    return mask;
-}
 
 // Where the mode of a byte is not that of the one before.
 std::uint64_t Changes(std::uint64_t ofPairs, bool inJIS) noexcept {
@@ -74,7 +64,7 @@ std::uint64_t Kept(std::uint64_t changes, unsigned begin) noexcept {
 // Stores a block, each byte behind the escape sequence to its mode where that changes. What is behind it, up
 // to jisSlack bytes from `output` on, changes too.
 void Store(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uint64_t changes) noexcept {
-    const __m512i modes = _mm512_mask_mov_epi8(Set('('), ofPairs, Set('$'));
+    const __m512i modes = _mm512_mask_mov_epi8(EachByte512('('), ofPairs, EachByte512('$'));
     for (unsigned begin = 0; begin < blockSize; begin += quarter) {
         const std::uint64_t kept = Kept(changes, begin);
         _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, WithEscapes(bytes, modes, begin)));
@@ -103,30 +93,31 @@ std::size_t SizeThatFits(std::size_t room, std::uint64_t leads, std::uint64_t ch
 // The bytes that may be lead bytes of Shift-JIS, if the one before them is not.
 std::uint64_t MayLead(__m512i bytes) noexcept {
     // 81 to 9F and E0 to FC become 21 to 5C.
-    return _mm512_cmple_epu8_mask(_mm512_sub_epi8(_mm512_xor_si512(bytes, Set(0xA0)), Set(0x21)),
-                                  Set(0x5C - 0x21));
+    return _mm512_cmple_epu8_mask(
+        _mm512_sub_epi8(_mm512_xor_si512(bytes, EachByte512(0xA0)), EachByte512(0x21)),
+        EachByte512(0x5C - 0x21));
 }
 
 // The bytes with the regular codes of their pairs, or what is none. `next`: the byte behind each. Requires:
 // lead bytes of Shift-JIS.
 __m512i RegularCodes(__m512i bytes, __m512i next, __mmask64 leads, __mmask64 seconds) noexcept {
     // Twice a lead byte, and where the row of 81 and that of E0 begin.
-    const __m512i rows =
-        _mm512_add_epi8(_mm512_and_si512(_mm512_add_epi8(bytes, bytes), Set(0x7F)), Set(0x1F));
-    const __m512i toCells =
-        _mm512_mask_mov_epi8(_mm512_mask_mov_epi8(Set(0x1F), _mm512_movepi8_mask(bytes), Set(0x20)),
-                             _mm512_cmpge_epu8_mask(bytes, Set(0x9F)), Set(0x7E));
-    const __mmask64 inSecondRows = _mm512_mask_cmpge_epu8_mask(leads, next, Set(0x9F));
+    const __m512i rows = _mm512_add_epi8(_mm512_and_si512(_mm512_add_epi8(bytes, bytes), EachByte512(0x7F)),
+                                         EachByte512(0x1F));
+    const __m512i toCells = _mm512_mask_mov_epi8(
+        _mm512_mask_mov_epi8(EachByte512(0x1F), _mm512_movepi8_mask(bytes), EachByte512(0x20)),
+        _mm512_cmpge_epu8_mask(bytes, EachByte512(0x9F)), EachByte512(0x7E));
+    const __mmask64 inSecondRows = _mm512_mask_cmpge_epu8_mask(leads, next, EachByte512(0x9F));
     __m512i codes = _mm512_mask_sub_epi8(bytes, seconds, bytes, toCells);
     codes = _mm512_mask_mov_epi8(codes, leads, rows);
-    return _mm512_mask_add_epi8(codes, inSecondRows, codes, Set(1));
+    return _mm512_mask_add_epi8(codes, inSecondRows, codes, EachByte512(1));
 }
 
 // Whether all pairs have a regular code: both bytes of it are 21 to 7E, and the second was not made of 7F.
 bool AreRegular(__m512i bytes, __m512i codes, __mmask64 ofPairs, __mmask64 seconds) noexcept {
-    const __mmask64 outside =
-        _mm512_mask_cmpgt_epu8_mask(ofPairs, _mm512_sub_epi8(codes, Set(0x21)), Set(0x7E - 0x21));
-    return (outside | _mm512_mask_cmpeq_epi8_mask(seconds, bytes, Set(0x7F))) == 0;
+    const __mmask64 outside = _mm512_mask_cmpgt_epu8_mask(ofPairs, _mm512_sub_epi8(codes, EachByte512(0x21)),
+                                                          EachByte512(0x7E - 0x21));
+    return (outside | _mm512_mask_cmpeq_epi8_mask(seconds, bytes, EachByte512(0x7F))) == 0;
 }
 
 // Adds the first `size` bytes of a block, whole characters, to a run.
@@ -169,7 +160,7 @@ Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length,
             continue;
         }
         const std::uint64_t first = isCut ? 1 : 0;
-        const std::uint64_t leads = InGeneralRegister(EveryOther(InGeneralRegister(MayLead(bytes)) & ~first));
+        const std::uint64_t leads = InRegister(EveryOther(InRegister(MayLead(bytes)) & ~first));
         const std::uint64_t seconds = leads << 1 | first;
         const std::uint64_t ofPairs = leads | seconds;
         const std::uint64_t changes = Changes(ofPairs, run.inJIS);
@@ -286,19 +277,21 @@ std::size_t BeforeEscape(const unsigned char* input, std::size_t length) noexcep
     std::size_t done = 0;
     for (; length - done >= 4 * blockSize; done += 4 * blockSize) {
         const auto above = [&](std::size_t block) {
-            return _mm512_sub_epi8(_mm512_loadu_si512(input + done + block * blockSize), Set(0x0E));
+            return _mm512_sub_epi8(_mm512_loadu_si512(input + done + block * blockSize), EachByte512(0x0E));
         };
         const __m512i least =
             _mm512_min_epu8(_mm512_min_epu8(above(0), above(1)), _mm512_min_epu8(above(2), above(3)));
-        if (_mm512_cmple_epu8_mask(least, Set(0x1B - 0x0E)) != 0) {
+        if (_mm512_cmple_epu8_mask(least, EachByte512(0x1B - 0x0E)) != 0) {
             break;
         }
     }
     for (; done < length; done += blockSize) {
         const __m512i bytes =
             _mm512_maskz_loadu_epi8(FirstOf64(Smaller(blockSize, length - done)), input + done);
-        const __mmask64 shifts = _mm512_cmpeq_epi8_mask(_mm512_or_si512(bytes, Set(1)), Set(0x0F));
-        if (const std::uint64_t found = shifts | _mm512_cmpeq_epi8_mask(bytes, Set(0x1B)); found != 0) {
+        const __mmask64 shifts =
+            _mm512_cmpeq_epi8_mask(_mm512_or_si512(bytes, EachByte512(1)), EachByte512(0x0F));
+        if (const std::uint64_t found = shifts | _mm512_cmpeq_epi8_mask(bytes, EachByte512(0x1B));
+            found != 0) {
             return done + _tzcnt_u64(found);
         }
     }

@@ -43,24 +43,12 @@ constexpr UnitsBehind MakeUnitsBehind() noexcept {
 
 alignas(64) constexpr UnitsBehind unitsBehind = MakeUnitsBehind();
 
-__m512i EachByte512(unsigned value) noexcept {
-    return _mm512_set1_epi8(static_cast<char>(value));
-}
-
 __m512i EachWord512(unsigned value) noexcept {
     return _mm512_set1_epi32(static_cast<int>(value));
 }
 
 __m512i EachUnit512(unsigned value) noexcept {
     return _mm512_set1_epi16(static_cast<short>(value));
-}
-
-// Masks are worked on in general registers: the compiler would use mask registers, which take four times as
-// long.
-template <class Mask>
-Mask InRegister(Mask mask) noexcept {
-    __asm__("" : "+r"(mask));
-    return mask;
 }
 
 // Writes `count` units, and others behind them where there is room. Of more than 32, the first.
