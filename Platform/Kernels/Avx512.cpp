@@ -312,7 +312,8 @@ void FindPairs(const DecodeTable& table, const unsigned char* input, std::size_t
             break; // a run of ASCII, which goes faster alone
         }
         const __m512i rows = _mm512_maskz_permutex2var_epi8(beyondASCII, rows0, bytes, rows1);
-        const __mmask64 leads = EveryOther(_mm512_test_epi8_mask(rows, rows) & ~carry);
+        const std::uint64_t leads =
+            InRegister(EveryOther(InRegister(_mm512_test_epi8_mask(rows, rows)) & ~carry));
         const __mmask64 trails = (leads << 1 | carry) & all;
         // A pair's row is found at its second byte by the byte before.
         const __m512i before = _mm512_maskz_loadu_epi8(trails, place - 1);
