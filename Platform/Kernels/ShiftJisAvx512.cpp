@@ -162,7 +162,7 @@ Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length,
         const std::uint64_t first = isCut ? 1 : 0;
         const std::uint64_t leads = InRegister(EveryOther(InRegister(MayLead(bytes)) & ~first));
         const std::uint64_t seconds = leads << 1 | first;
-        const std::uint64_t ofPairs = leads | seconds;
+        const std::uint64_t ofPairs = InRegister(leads | seconds);
         const std::uint64_t changes = Changes(ofPairs, run.inJIS);
         const __m512i codes = RegularCodes(bytes, _mm512_loadu_si512(block + 1), leads, seconds);
         if (!AreRegular(bytes, codes, ofPairs, seconds)) [[unlikely]] {
