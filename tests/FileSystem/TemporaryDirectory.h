@@ -5,16 +5,20 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <unistd.h>
 
 namespace TestFiles {
 
 class TemporaryDirectory {
 public:
-    TemporaryDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "kcodepage-XXXXXX").string();
+    explicit TemporaryDirectory(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        const std::string placeholder(6, 'X'); // which mkdtemp replaces
+        std::string name = (parent / ("kcodepage-" + placeholder)).string();
         if (mkdtemp(name.data()) == nullptr) {
             throw std::runtime_error("no temporary directory");
         }
@@ -32,5 +36,11 @@ public:
 private:
     std::filesystem::path path;
 };
+
+// A directory in a memory file system, which takes times that others cut; null where there is none.
+inline std::unique_ptr<TemporaryDirectory> DirectoryInMemory() {
+    const char* const parent = "/dev/shm";
+    return access(parent, W_OK) == 0 ? std::make_unique<TemporaryDirectory>(parent) : nullptr;
+}
 
 } // namespace TestFiles

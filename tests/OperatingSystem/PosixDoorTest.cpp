@@ -737,50 +737,30 @@ TEST_F(PosixDoor, MovingOneOfTwoNamesOntoTheOtherLeavesTheOther) {
     EXPECT_EQ("abc", directory.Contents(u"g"));
 }
 
-// A directory on another file system than the temporary directory.
-class OtherDisk {
-public:
-    OtherDisk() {
-        char name[] = "/dev/shm/kfsXXXXXX";
-        if (::mkdtemp(name) != nullptr) {
-            path = name;
-        }
-    }
-    OtherDisk(const OtherDisk&) = delete;
-    OtherDisk& operator=(const OtherDisk&) = delete;
-    ~OtherDisk() {
-        if (!path.empty()) {
-            std::filesystem::remove_all(path);
-        }
-    }
-
-    bool IsOther(const std::filesystem::path& here) const {
-        struct stat a {};
-        struct stat b {};
-        return !path.empty() && ::stat(path.c_str(), &a) == 0 && ::stat(here.c_str(), &b) == 0 &&
-               a.st_dev != b.st_dev;
-    }
-
-    std::filesystem::path path;
-};
+bool AreOnOneDisk(const std::filesystem::path& one, const std::filesystem::path& other) {
+    struct stat a {};
+    struct stat b {};
+    return ::stat(one.c_str(), &a) == 0 && ::stat(other.c_str(), &b) == 0 && a.st_dev == b.st_dev;
+}
 
 TEST_F(PosixDoor, MovingToAnotherDiskCopiesWhereThatIsAllowed) {
-    const OtherDisk disk;
-    if (!disk.IsOther(directory.Native())) {
-        GTEST_SKIP() << "there is no second file system at /dev/shm";
+    const auto memory = TestFiles::DirectoryInMemory();
+    if (memory == nullptr || AreOnOneDisk(memory->Native(), directory.Native())) {
+        GTEST_SKIP() << "there is no second file system";
     }
+    const std::filesystem::path& disk = memory->Native();
     const std::string contents(200000, 'q');
     const WideString source = directory.Make(u"f", contents);
     std::filesystem::permissions(directory.Native(u"f"), std::filesystem::perms(0640));
     const timespec times[2] = {{1000, 0}, {1000000000, 123456700}};
     ASSERT_EQ(0, ::utimensat(AT_FDCWD, directory.Native(u"f").c_str(), times, 0));
-    const WideString target = WidePath(disk.path / "g");
+    const WideString target = WidePath(disk / "g");
     EXPECT_FALSE(MoveFileExW(source.c_str(), target.c_str(), 0));
     EXPECT_EQ(17u, GetLastError());
     EXPECT_TRUE(MoveFileExW(source.c_str(), target.c_str(), MoveFileCopyAllowed | MoveFileWriteThrough));
     EXPECT_FALSE(directory.Exists(u"f"));
     struct stat status {};
-    ASSERT_EQ(0, ::stat((disk.path / "g").c_str(), &status));
+    ASSERT_EQ(0, ::stat((disk / "g").c_str(), &status));
     EXPECT_EQ(0640u, status.st_mode & 07777u);
     EXPECT_EQ(200000, status.st_size);
     EXPECT_EQ(1000000000, status.st_mtim.tv_sec);
@@ -790,25 +770,25 @@ TEST_F(PosixDoor, MovingToAnotherDiskCopiesWhereThatIsAllowed) {
     EXPECT_FALSE(MoveFileExW(second.c_str(), target.c_str(), MoveFileCopyAllowed));
     EXPECT_EQ(183u, GetLastError());
     EXPECT_TRUE(MoveFileExW(second.c_str(), target.c_str(), MoveFileCopyAllowed | MoveFileReplaceExisting));
-    EXPECT_EQ(3u, std::filesystem::file_size(disk.path / "g"));
-    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(disk.path), {})); // no copy left over
+    EXPECT_EQ(3u, std::filesystem::file_size(disk / "g"));
+    EXPECT_EQ(1, std::distance(std::filesystem::directory_iterator(disk), {})); // no copy left over
 
     std::filesystem::create_symlink("somewhere", directory.Native(u"link"));
-    EXPECT_TRUE(MoveFileExW(directory.Path(u"link").c_str(), WidePath(disk.path / "link").c_str(),
-                            MoveFileCopyAllowed));
-    EXPECT_EQ("somewhere", std::filesystem::read_symlink(disk.path / "link"));
+    EXPECT_TRUE(
+        MoveFileExW(directory.Path(u"link").c_str(), WidePath(disk / "link").c_str(), MoveFileCopyAllowed));
+    EXPECT_EQ("somewhere", std::filesystem::read_symlink(disk / "link"));
     std::filesystem::create_directory(directory.Native(u"d"));
     EXPECT_FALSE(
-        MoveFileExW(directory.Path(u"d").c_str(), WidePath(disk.path / "d").c_str(), MoveFileCopyAllowed));
+        MoveFileExW(directory.Path(u"d").c_str(), WidePath(disk / "d").c_str(), MoveFileCopyAllowed));
     EXPECT_EQ(17u, GetLastError());
 }
 
 TEST_F(PosixDoor, ATimeThatAFileTimeCannotHoldIsTheLargestNumber) {
-    const OtherDisk disk; // takes times that other file systems cut
-    if (disk.path.empty()) {
-        GTEST_SKIP() << "there is no memory file system at /dev/shm";
+    const auto memory = TestFiles::DirectoryInMemory();
+    if (memory == nullptr) {
+        GTEST_SKIP() << "there is no memory file system";
     }
-    const std::filesystem::path file = disk.path / "f";
+    const std::filesystem::path file = memory->Native() / "f";
     std::ofstream(file).put('x');
     struct Row {
         time_t seconds;
