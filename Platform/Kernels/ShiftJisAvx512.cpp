@@ -61,25 +61,14 @@ std::uint64_t Kept(std::uint64_t changes, unsigned begin) noexcept {
     return 0x8888888888888888u + _pdep_u64(changes >> begin, 0x1111111111111111u) * 7;
 }
 
-// Stores a block, each byte behind the escape sequence to its mode where that changes. What is behind it, up
-// to jisSlack bytes from `output` on, changes too.
-void Store(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uint64_t changes) noexcept {
-    const __m512i modes = _mm512_mask_mov_epi8(EachByte512('('), ofPairs, EachByte512('$'));
-    for (unsigned begin = 0; begin < blockSize; begin += quarter) {
-        const std::uint64_t kept = Kept(changes, begin);
-        _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, WithEscapes(bytes, modes, begin)));
-        output += CountOf(kept);
-    }
-}
-
 // Bytes that the first `size` bytes of a block become.
 std::size_t SizeWithEscapes(std::size_t size, std::uint64_t changes) noexcept {
     return size + escapeLength * CountOf(_bzhi_u64(changes, static_cast<unsigned>(size)));
 }
 
-// How many bytes of a block fit into `room` with their escape sequences, whole characters. Requires: not all
-// do. Without branches, which would be guessed wrongly: each quarter has 16 bytes or those before the one
-// that becomes the first byte without room.
+// How many bytes of a block, whole characters, fit into `room` with their escape sequences. Requires: not all
+// 64 do. Without branches, which would be guessed wrongly: each quarter has 16 bytes or those before the one
+// that becomes the first byte without room. No quarter becomes 64 bytes, for a pair is two.
 std::size_t SizeThatFits(std::size_t room, std::uint64_t leads, std::uint64_t changes) noexcept {
     std::size_t size = 0;
     for (unsigned begin = 0; begin < blockSize; begin += quarter) {
@@ -120,6 +109,25 @@ bool AreRegular(__m512i bytes, __m512i codes, __mmask64 ofPairs, __mmask64 secon
     return (outside | _mm512_mask_cmpeq_epi8_mask(seconds, bytes, EachByte512(0x7F))) == 0;
 }
 
+// Writes a block, each byte behind the escape sequence to its mode where that changes, and behind it changes
+// the rest of a vector.
+void Write(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uint64_t changes) noexcept {
+    const __m512i modes = _mm512_mask_mov_epi8(EachByte512('('), ofPairs, EachByte512('$'));
+    for (unsigned begin = 0; begin < blockSize; begin += quarter) {
+        const std::uint64_t kept = Kept(changes, begin);
+        _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, WithEscapes(bytes, modes, begin)));
+        output += CountOf(kept);
+    }
+}
+
+// Writes what the first `size` bytes of a block become, and nothing behind it: as above, but elsewhere.
+void WriteFirst(std::size_t size, unsigned char* output, __m512i bytes, std::uint64_t ofPairs,
+                std::uint64_t changes) noexcept {
+    unsigned char whole[4 * blockSize];
+    Write(whole, bytes, ofPairs, changes);
+    std::memcpy(output, whole, SizeWithEscapes(size, changes));
+}
+
 // Adds the first `size` bytes of a block, whole characters, to a run.
 void Take(std::size_t size, std::uint64_t seconds, std::uint64_t ofPairs, std::uint64_t changes,
           JisRun& run) noexcept {
@@ -137,7 +145,7 @@ struct Blocks {
 };
 
 // As far as nothing has to be looked up. Where a block begins does not wait for where the pairs of the one
-// before are: its end may cut one apart. The last block is stored whole too, and cut behind what fits.
+// before are: its end may cut one apart. Of the last block goes what fits.
 Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length, unsigned char* output,
                      std::size_t capacity) noexcept {
     JisRun run = {0, 0, 0, inJIS};
@@ -168,15 +176,16 @@ Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length,
         if (!AreRegular(bytes, codes, ofPairs, seconds)) [[unlikely]] {
             break;
         }
-        Store(output + run.written, codes, ofPairs, changes);
         const std::size_t needed = SizeWithEscapes(blockSize, changes);
         if (needed > room) [[unlikely]] {
             isFull = true;
             const std::size_t size = SizeThatFits(room, leads, changes);
+            WriteFirst(size, output + run.written, codes, ofPairs, changes);
             Take(size, seconds, ofPairs, changes, run);
             isCut = isCut && size == 0;
             break;
         }
+        Write(output + run.written, codes, ofPairs, changes);
         run.consumed += blockSize;
         run.characters += blockSize - CountOf(seconds);
         run.written += needed;
@@ -254,11 +263,15 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
             }
 
             const std::uint64_t changes = Changes(ofPairs, run.inJIS);
-            Store(output + run.written, jis, ofPairs, changes);
             const std::size_t room = capacity - run.written;
             const bool isLast = SizeWithEscapes(size, changes) > room;
             if (isLast) {
                 size = SizeThatFits(room, leads, changes);
+            }
+            if (SizeWithEscapes(blockSize, changes) <= room) {
+                Write(output + run.written, jis, ofPairs, changes);
+            } else {
+                WriteFirst(size, output + run.written, jis, ofPairs, changes);
             }
             Take(size, seconds, ofPairs, changes, run);
             if (isLast || size == 0) {

@@ -129,6 +129,15 @@ std::string Runs(std::size_t size, unsigned mostPairs, unsigned mostSingles) {
     return text;
 }
 
+// `begin` and the unit behind it as often as there is room.
+std::string Repeated(std::string_view unit, std::string_view begin) {
+    std::string text(begin);
+    while (text.size() < longest) {
+        text += unit;
+    }
+    return text.substr(0, longest);
+}
+
 std::vector<std::string> Samples() {
     std::vector<std::string> samples;
     for (const unsigned pairs : {0u, 1u, 3u, 8u, 40u, 100u}) {
@@ -145,11 +154,9 @@ std::vector<std::string> Samples() {
         any += static_cast<char>(random());
         high += static_cast<char>(0x80 | random());
     }
-    std::string alternating; // as many escape sequences as there can be
-    while (alternating.size() < longest) {
-        alternating += "a\x82\xA0";
-    }
-    samples.push_back(alternating.substr(0, longest));
+    samples.push_back(Repeated("a\x82\xA0", "")); // as many escape sequences as there can be
+    samples.push_back(Repeated("\x82\xA0", "a")); // pairs that blocks cut apart, one after the other
+    samples.push_back(Repeated("\x82\xA0", ""));
     samples.push_back(any);
     samples.push_back(high);
     return samples;
@@ -196,9 +203,10 @@ TEST_P(ShiftJisLoopsTest, EveryLengthGivesWhatTheSlowTableSays) {
 TEST_P(ShiftJisLoopsTest, EveryCapacityGivesWhatTheSlowTableSays) {
     ForEverySample([](auto* loop, const Table& table, std::string_view text) {
         for (std::size_t capacity = 0; capacity <= room; ++capacity) {
-            ASSERT_EQ(RunLoop(loop, table, text, capacity % 2 != 0, capacity),
-                      table.Expected(text, capacity % 2 != 0, capacity))
-                << capacity;
+            for (const bool inJIS : {false, true}) {
+                ASSERT_EQ(RunLoop(loop, table, text, inJIS, capacity), table.Expected(text, inJIS, capacity))
+                    << capacity;
+            }
         }
     });
 }
@@ -227,7 +235,7 @@ TEST_P(ShiftJisLoopsTest, NothingIsWrittenBehindTheSlack) {
     ForEverySample([](auto* loop, const Table& table, std::string_view text) {
         const auto* const input = reinterpret_cast<const unsigned char*>(text.data());
         for (std::size_t capacity = 0; capacity <= longest; ++capacity) {
-            std::string output(capacity + 256, '\xA5');
+            std::string output(capacity + Kernels::jisSlack + 256, '\xA5');
             loop(table.Get(), false, input, text.size(), reinterpret_cast<unsigned char*>(output.data()),
                  capacity);
             ASSERT_EQ(output.find_first_not_of('\xA5', capacity + Kernels::jisSlack), std::string::npos)
