@@ -202,8 +202,9 @@ TEST_P(ShiftJisLoopsTest, EveryLengthGivesWhatTheSlowTableSays) {
 
 TEST_P(ShiftJisLoopsTest, EveryCapacityGivesWhatTheSlowTableSays) {
     ForEverySample([](auto* loop, const Table& table, std::string_view text) {
-        for (std::size_t capacity = 0; capacity <= room; ++capacity) {
-            for (const bool inJIS : {false, true}) {
+        for (const bool inJIS : {false, true}) {
+            const std::size_t enough = table.Expected(text, inJIS, room).output.size();
+            for (std::size_t capacity = 0; capacity <= enough + 70; ++capacity) { // a vector more
                 ASSERT_EQ(RunLoop(loop, table, text, inJIS, capacity), table.Expected(text, inJIS, capacity))
                     << capacity;
             }
