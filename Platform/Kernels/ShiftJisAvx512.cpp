@@ -120,7 +120,8 @@ void Write(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uin
     }
 }
 
-// Writes what the first `size` bytes of a block become, and nothing behind it: as above, but elsewhere.
+// Writes what the first `size` bytes of a block become, and changes nothing behind it: the whole block is
+// written elsewhere.
 void WriteFirst(std::size_t size, unsigned char* output, __m512i bytes, std::uint64_t ofPairs,
                 std::uint64_t changes) noexcept {
     unsigned char whole[4 * blockSize];
