@@ -8,23 +8,6 @@ namespace Kernels {
 
 namespace {
 
-// The indexes that interleave the first or the second halves of two registers of bytes.
-struct Interleaving {
-    unsigned char first[64];
-    unsigned char second[64];
-};
-
-constexpr Interleaving MakeInterleaving() noexcept {
-    Interleaving indexes{};
-    for (unsigned i = 0; i < 64; ++i) {
-        indexes.first[i] = static_cast<unsigned char>(i / 2 + (i % 2) * 64);
-        indexes.second[i] = static_cast<unsigned char>(32 + i / 2 + (i % 2) * 64);
-    }
-    return indexes;
-}
-
-alignas(64) constexpr Interleaving interleaving = MakeInterleaving();
-
 // The units of 64 bytes, each taken as a whole character. Bytes from 80 on are looked up in 128 low and 128
 // high halves of units, which are four registers.
 class OneByteCharacters {
@@ -248,7 +231,7 @@ Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_
         auto count = CountOf(kept);
         if (count > room) {
             // Up to the character of the first byte for which there is no room.
-            whole = _tzcnt_u64(_pdep_u64(std::uint64_t{1} << room, kept)) / 2;
+            whole = PlaceOf(room, kept) / 2;
             kept &= FirstOf64(2 * whole);
             count = CountOf(kept);
         }

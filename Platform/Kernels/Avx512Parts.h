@@ -30,6 +30,28 @@ inline std::size_t CountOf(std::uint64_t mask) noexcept {
     return static_cast<std::size_t>(_mm_popcnt_u64(mask));
 }
 
+// The place of a set bit by its number from 0 on; 64 where there are not so many. Requires: below 64.
+inline std::size_t PlaceOf(std::size_t number, std::uint64_t mask) noexcept {
+    return _tzcnt_u64(_pdep_u64(std::uint64_t{1} << number, mask));
+}
+
+// The indexes that interleave the first or the second halves of two registers of bytes.
+struct Interleaving {
+    unsigned char first[64];
+    unsigned char second[64];
+};
+
+constexpr Interleaving MakeInterleaving() noexcept {
+    Interleaving indexes{};
+    for (unsigned i = 0; i < 64; ++i) {
+        indexes.first[i] = static_cast<unsigned char>(i / 2 + (i % 2) * 64);
+        indexes.second[i] = static_cast<unsigned char>(32 + i / 2 + (i % 2) * 64);
+    }
+    return indexes;
+}
+
+alignas(64) constexpr Interleaving interleaving = MakeInterleaving();
+
 inline __m512i EachByte512(unsigned value) noexcept {
     return _mm512_set1_epi8(static_cast<char>(value));
 }

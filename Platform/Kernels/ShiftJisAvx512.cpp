@@ -73,7 +73,7 @@ std::size_t SizeThatFits(std::size_t room, std::uint64_t leads, std::uint64_t ch
     std::size_t size = 0;
     for (unsigned begin = 0; begin < blockSize; begin += quarter) {
         const std::uint64_t kept = Kept(changes, begin);
-        size += _tzcnt_u64(_pdep_u64(std::uint64_t{1} << Smaller(room, 63), kept)) / 4;
+        size += PlaceOf(Smaller(room, 63), kept) / 4;
         room -= Smaller(room, CountOf(kept));
     }
     return size > 0 ? size - (leads >> (size - 1) & 1) : 0;

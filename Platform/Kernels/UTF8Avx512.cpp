@@ -9,10 +9,8 @@ namespace {
 
 // Indexes of bytes in two vectors, the first at 0 to 63 and the second at 64 to 127.
 struct ByteIndexes {
-    unsigned char one[64];  // by byte of the first, the one before it; the second comes before the first
-    unsigned char two[64];  // the one before that
-    unsigned char low[64];  // the first 32 of either, a byte of the first and one of the second by turns
-    unsigned char high[64]; // the last 32
+    unsigned char one[64]; // by byte of the first, the one before it; the second comes before the first
+    unsigned char two[64]; // the one before that
 };
 
 constexpr ByteIndexes MakeByteIndexes() noexcept {
@@ -20,8 +18,6 @@ constexpr ByteIndexes MakeByteIndexes() noexcept {
     for (unsigned i = 0; i < 64; ++i) {
         made.one[i] = static_cast<unsigned char>((i + 127) % 128);
         made.two[i] = static_cast<unsigned char>((i + 126) % 128);
-        made.low[i] = static_cast<unsigned char>(i / 2 + i % 2 * 64);
-        made.high[i] = static_cast<unsigned char>(made.low[i] + 32);
     }
     return made;
 }
@@ -156,9 +152,9 @@ Run Decode(const unsigned char* input, std::size_t length, std::uint16_t* output
             }
             StoreUnits(output + out + at, units, count - at, room - at);
         };
-        store(0, byteIndexes.low);
+        store(0, interleaving.first);
         if (room >= 64 || count > 32) {
-            store(32, byteIndexes.high);
+            store(32, interleaving.second);
         }
         previous = opening;
         previousBytes = bytes;
@@ -305,7 +301,7 @@ struct EncodedSizes {
         };
         // The unit of the first byte for which there is no room: 16 where it is none of these.
         const auto unitOf = [](std::size_t byte, std::uint64_t bytes) {
-            return static_cast<unsigned>(_tzcnt_u64(_pdep_u64(std::uint64_t{1} << byte, bytes))) / 4;
+            return static_cast<unsigned>(PlaceOf(byte, bytes)) / 4;
         };
         const std::uint64_t first = bytesFrom(0);
         const unsigned fitting =

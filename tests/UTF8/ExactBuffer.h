@@ -35,9 +35,12 @@ inline std::vector<char*>& Spare() {
     return areas;
 }
 
+inline std::size_t PageSize() {
+    return static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
 inline std::size_t AreaFor(std::size_t bytes) {
-    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    return std::max(commonSize, (bytes + page - 1) / page * page);
+    return std::max(commonSize, (bytes + PageSize() - 1) / PageSize() * PageSize());
 }
 
 inline void* Take(std::size_t bytes) {
@@ -47,10 +50,10 @@ inline void* Take(std::size_t bytes) {
         area = Spare().back();
         Spare().pop_back();
     } else {
-        const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-        void* const mapped = ::mmap(nullptr, size + page, PROT_READ | PROT_WRITE,
+        void* const mapped = ::mmap(nullptr, size + PageSize(), PROT_READ | PROT_WRITE,
                                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        if (mapped == MAP_FAILED || ::mprotect(static_cast<char*>(mapped) + size, page, PROT_NONE) != 0) {
+        if (mapped == MAP_FAILED ||
+            ::mprotect(static_cast<char*>(mapped) + size, PageSize(), PROT_NONE) != 0) {
             throw std::bad_alloc();
         }
         area = static_cast<char*>(mapped);
@@ -64,7 +67,7 @@ inline void GiveBack(void* memory, std::size_t bytes) {
     if (size == commonSize) {
         Spare().push_back(area);
     } else {
-        ::munmap(area, size + static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)));
+        ::munmap(area, size + PageSize());
     }
 }
 
