@@ -28,6 +28,7 @@ namespace KCodePage {
 
 class CodePage;
 class MultiByteToUnicode;
+class ShiftJisText;
 
 class KCODEPAGE_EXPORT ShiftJisToJis : public virtual Table, public virtual KBase::ReferenceCounted {
 public:
@@ -98,11 +99,11 @@ private:
 
     // ConvertObservingBlockSize of the process's table.
     static KBase::ReturnPtrI<MultiByteString> ConvertByInstance(unsigned& count, unsigned blockSize,
-                                                                const char* bytes, std::size_t length);
+                                                                ShiftJisText& text);
     // `decoding` and `shiftJis`: the table of shift_jis, and the page itself, which is asked for the lead
     // bytes where the table has no map; null is allowed for what is not needed.
-    KBase::ReturnPtrI<MultiByteString> Convert(unsigned& count, unsigned blockSize, const char* bytes,
-                                               std::size_t length, const MultiByteToUnicode* decoding,
+    KBase::ReturnPtrI<MultiByteString> Convert(unsigned& count, unsigned blockSize, ShiftJisText& text,
+                                               const MultiByteToUnicode* decoding,
                                                const CodePage* shiftJis) const;
 
     void AddToFirstByteList(char c);

@@ -61,10 +61,6 @@ public:
     std::int32_t Release() const override;
 
 private:
-    // Fills `output`, where there is room for `capacity` bytes, and returns how many it wrote.
-    std::size_t ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
-                            const unsigned short* input, unsigned int length,
-                            CodePage::USE_SUBSTITUTION_CHARACTER mode) const;
     KBase::ReturnPtrI<MultiByteString> ConvertToJIS(std::size_t capacity, unsigned int& converted,
                                                     unsigned int blockSize, const unsigned short* input,
                                                     unsigned int length,

@@ -367,7 +367,7 @@ TEST_F(JisConversionTest, CodePage12BelowABlockOf9TakesOneByteCharactersOnly) {
     EXPECT_EQ(Encode(u"a\u3042"_w, 10), (Result{"a\x1B$B$\"\x1B(B", 2, ""}));
 }
 
-// Shift-JIS text of up to 8,192 bytes stands elsewhere than longer text.
+// Long text becomes Shift-JIS, and that JIS, in pieces of 8,192 bytes.
 TEST_F(JisConversionTest, CodePage12ConvertsTextsOfEachSizeAlike) {
     const auto check = [](std::size_t units, unsigned blockSize) {
         WideString text;
@@ -384,12 +384,61 @@ TEST_F(JisConversionTest, CodePage12ConvertsTextsOfEachSizeAlike) {
     for (std::size_t units = 4080; units < 4110; ++units) {
         check(units, noLimit);
     }
+    for (std::size_t units = 5700; units < 5750; ++units) { // about the end of the first piece
+        check(units, noLimit);
+    }
+    check(50001, noLimit);
     for (unsigned blockSize = 8180; blockSize < 8200; ++blockSize) {
         check(20000, blockSize);
+    }
+    for (unsigned blockSize = 16375; blockSize < 16400; ++blockSize) {
+        check(30000, blockSize);
     }
     for (std::size_t units = 0; units < 4200; units += 13) {
         check(units, 4096);
         check(units, noLimit);
+    }
+}
+
+// A table from a file may give a lead byte by itself. It pairs with what comes behind it, in the next piece
+// too.
+TEST_F(JisConversionTest, CodePage12PairsALoneLeadByteWithWhatFollowsWhereverItStands) {
+    const TemporaryDirectory directory;
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U",
+                            SerializedTables::Rows().SetLead(0x81, 0x4E00).File());
+    MarkedTables::WriteFile(
+        directory.Path() / "shift_jis.U2M",
+        SerializedTables::Records({SerializedTables::Record('A', "\x81"), SerializedTables::Record('a', "a"),
+                                   SerializedTables::Record('b', "x\x81")}));
+    const Entries entries = {
+        {0x8161, Jis(0x3031)}, {0x8181, Jis(0x3233)}, {0x8178, Jis(0x3435)}, {0x8100, Jis(0x3637)}};
+    MarkedTables::WriteFile(directory.Path() / fileName, File(entries));
+    SetBasePath(directory.Wide().c_str());
+    Slow slow;
+    slow.Read(entries);
+    slow.isLeadByte[0x81] = true;
+    std::mt19937 random(1);
+    const auto check = [&](std::size_t before) {
+        WideString text(before, u'a');
+        std::string shiftJis(before, 'a');
+        for (std::size_t i = 0; i < 40; ++i) {
+            constexpr const char* bytes[] = {"\x81", "a", "x\x81"};
+            const std::size_t which = random() % 3;
+            text += u"Aab"[which];
+            shiftJis += bytes[which];
+        }
+        for (const unsigned blockSize : {noLimit, 8192u, 8210u, 20000u}) {
+            Result expected =
+                slow.Convert(shiftJis.substr(0, blockSize != 0 ? blockSize : shiftJis.size()), blockSize);
+            expected.count = blockSize != 0 ? expected.count : 0;
+            ASSERT_EQ(Encode(text, blockSize), expected) << before << ' ' << blockSize;
+        }
+    };
+    for (std::size_t before = 8130; before < 8200; ++before) {
+        check(before);
+    }
+    for (std::size_t before = 16320; before < 16390; ++before) {
+        check(before);
     }
 }
 
@@ -412,6 +461,43 @@ TEST_F(JisConversionTest, CodePage12RefusesAUnitThatAShiftJisBlockWouldReach) {
     EXPECT_EQ(consumed, 8u);
     EXPECT_EQ(failure(u"\u3042\u3042\u3042\u3042\u3042\u0E01"_w, consumed).type, "nothing");
     EXPECT_EQ(consumed, 1u);
+}
+
+// Whatever comes first in the text, however far apart, and where the block has no room for either.
+TEST_F(JisConversionTest, CodePage12TellsOfAnInvalidUnitBeforeAPairWithoutJisCode) {
+    const WideString noJisCode = u"\uE000"_w.Get(); // F0 40, outside of the grid that JIS has
+    for (const std::size_t between : {0u, 10u, 5000u, 20000u}) {
+        for (const unsigned blockSize : {noLimit, 60000u}) {
+            const WideString good(between, u'\u3042');
+            const auto failure = [&](const WideString& text, unsigned& consumed) {
+                return Raised([&] {
+                    GetCodePageReference(ISO_2022_JP)
+                        ->ConvertToMultiByteObservingBlockSize(consumed, blockSize, text.data(),
+                                                               static_cast<unsigned>(text.size()),
+                                                               CodePage::THROW_INVALID_CHARACTER);
+                });
+            };
+            unsigned consumed = 0;
+            const auto invalid = failure(noJisCode + good + WideString(1, u'\u0E01'), consumed);
+            EXPECT_EQ(invalid.type, "InvalidCharacterException");
+            EXPECT_EQ(invalid.text.substr(0, 17), "Invalid character");
+            EXPECT_EQ(consumed, blockSize != 0 ? 1 + between : 0); // without a limit nothing is counted
+            const auto without = failure(WideString(2, u'a') + noJisCode + good, consumed);
+            EXPECT_EQ(without.text.substr(0, 13), "ShiftJisToJis") << without.text;
+            EXPECT_EQ(consumed, blockSize != 0 ? 2u : 0u);
+        }
+    }
+    unsigned consumed = 0;
+    const WideString rest(20000, u'a');
+    const auto full = Raised([&] {
+        const WideString text = u"a"_w.Get() + rest + WideString(1, u'\u0E01');
+        GetCodePageReference(ISO_2022_JP)
+            ->ConvertToMultiByteObservingBlockSize(consumed, 20002, text.data(),
+                                                   static_cast<unsigned>(text.size()),
+                                                   CodePage::THROW_INVALID_CHARACTER);
+    });
+    EXPECT_EQ(full.type, "InvalidCharacterException");
+    EXPECT_EQ(consumed, 20001u);
 }
 
 // Against other converters. Where the bytes 5C and 7E stand for is a matter of taste: they are left out.

@@ -4,6 +4,7 @@
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/Private/ShiftJis/ShiftJisText.h"
 #include "CodePage/Private/ShiftJis/ThreadJis.h"
 #include "CodePage/Private/Tables/DecodeMap.h"
 #include "CodePage/Private/Tables/DecodingTable.h"
@@ -12,6 +13,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
+#include <utility>
 
 namespace KCodePage {
 
@@ -55,6 +58,14 @@ private:
             .Hexadecimal(static_cast<unsigned char>(pair.GetByte2())));
 }
 
+// In one piece.
+class TextOfString final : public ShiftJisText {
+public:
+    explicit TextOfString(const MultiByteString& string) noexcept { piece = {string.Get(), string.Length()}; }
+
+    void Next(bool /*isPending*/) override { piece = {}; }
+};
+
 } // namespace
 
 KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(const MultiByteString* input) {
@@ -71,35 +82,34 @@ struct ShiftJisToJis::Leads {
 KBase::ReturnPtrI<MultiByteString>
 ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, const MultiByteString* input) {
     count = 0;
-    const std::size_t length = input->Length();
-    if (length == 0) {
+    TextOfString text(*input);
+    if (text.Piece().empty()) {
         return MakeMultiByteString(nullptr, 0);
     }
     const Leads leads;
-    return Convert(count, blockSize, input->Get(), length, leads.decoding.Get(), leads.shiftJis.Get());
+    return Convert(count, blockSize, text, leads.decoding.Get(), leads.shiftJis.Get());
 }
 
 KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::ConvertByInstance(unsigned& count, unsigned blockSize,
-                                                                    const char* bytes, std::size_t length) {
+                                                                    ShiftJisText& text) {
     count = 0;
-    if (ThreadJis::IsCurrent() && length != 0) {
-        return ThreadJis::kept.table->Convert(count, blockSize, bytes, length, ThreadJis::kept.leads,
-                                              nullptr);
+    if (ThreadJis::IsCurrent() && !text.Piece().empty()) {
+        return ThreadJis::kept.table->Convert(count, blockSize, text, ThreadJis::kept.leads, nullptr);
     }
     const std::uint64_t before = ThreadJis::changes;
     const KBase::ReturnPtrI<ShiftJisToJis> table = InstanceReference();
-    if (length == 0) {
+    if (text.Piece().empty()) {
         return MakeMultiByteString(nullptr, 0);
     }
     const Leads leads;
     if (leads.decoding && DecodeMap::Of(*leads.decoding) != nullptr) {
         ThreadJis::Keep(before, KBase::SmartPtrI<const ShiftJisToJis>(table.Get()), leads.decoding);
     }
-    return table->Convert(count, blockSize, bytes, length, leads.decoding.Get(), leads.shiftJis.Get());
+    return table->Convert(count, blockSize, text, leads.decoding.Get(), leads.shiftJis.Get());
 }
 
 KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsigned blockSize,
-                                                          const char* bytes, std::size_t inputLength,
+                                                          ShiftJisText& text,
                                                           const MultiByteToUnicode* decoding,
                                                           const CodePage* shiftJis) const {
     // Without a map all goes character by character.
@@ -112,31 +122,41 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
                                 : shiftJis != nullptr && shiftJis->IsLeadingByte(byte);
     };
 
+    std::string_view piece = text.Piece();
+    const std::size_t most = piece.size() + text.Left();
     // At worst pairs and single bytes alternate, which makes nine bytes of three.
-    const std::size_t worst = 3 * inputLength + 2 * escapeLength + 2;
+    const std::size_t worst = 3 * most + 2 * escapeLength + 2;
     const std::size_t capacity = blockSize != 0 ? std::min<std::size_t>(blockSize, worst) : worst;
-    auto result = 2 * inputLength >= capacity
-                      ? MultiByteStringImpl::CreateForBlock(capacity + Kernels::jisSlack)
-                      : MultiByteStringImpl::CreateForWriting(capacity + Kernels::jisSlack);
+    auto result = 2 * most >= capacity ? MultiByteStringImpl::CreateForBlock(capacity + Kernels::jisSlack)
+                                       : MultiByteStringImpl::CreateForWriting(capacity + Kernels::jisSlack);
     Block block(result->WritingPlace(), blockSize);
     bool inJIS = false;
-    for (std::size_t i = 0; i < inputLength;) {
+    for (std::size_t i = 0;;) {
         // The loop does not close its last run, and a block stays below its size.
         if (const std::size_t end = block.Length() + escapeLength + 1; leads != nullptr && end < capacity) {
-            const Kernels::JisRun run = loop(table, inJIS, reinterpret_cast<const unsigned char*>(bytes + i),
-                                             inputLength - i, block.Place(), capacity - end);
+            const Kernels::JisRun run =
+                loop(table, inJIS, reinterpret_cast<const unsigned char*>(piece.data() + i), piece.size() - i,
+                     block.Place(), capacity - end);
             i += run.consumed;
             count += static_cast<unsigned>(run.characters);
             block.Advance(run.written);
             inJIS = run.inJIS;
-            if (i == inputLength) {
-                break;
-            }
         }
-        if (isLeadByte(bytes[i])) {
+        // A lead byte that ends a piece waits for its second byte.
+        const bool isPending = i + 1 == piece.size() && isLeadByte(piece[i]);
+        if ((isPending || i == piece.size()) && text.Left() != 0) {
+            text.Next(isPending);
+            piece = text.Piece();
+            i = 0;
+            continue;
+        }
+        if (i == piece.size()) {
+            break;
+        }
+        if (isLeadByte(piece[i])) {
             // A lead byte that ends the text pairs with 00.
-            const char trail = i + 1 < inputLength ? bytes[i + 1] : '\0';
-            const MultiByteCharacter pair(static_cast<unsigned char>(bytes[i]),
+            const char trail = i + 1 < piece.size() ? piece[i + 1] : '\0';
+            const MultiByteCharacter pair(static_cast<unsigned char>(piece[i]),
                                           static_cast<unsigned char>(trail));
             const MultiByteCharacter jis = ConvertShiftJISToJISCharSeq(pair);
             if (!jis.IsValid()) {
@@ -152,7 +172,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
             }
             const char code[2] = {jis.GetByte1(), jis.GetByte2()};
             block.Append(code, sizeof code);
-            i += 2;
+            i = std::min(i + 2, piece.size());
         } else {
             if (inJIS) {
                 block.Append(toASCII, escapeLength); // room was kept for it
@@ -161,7 +181,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
             if (!block.Holds(1)) {
                 break;
             }
-            block.Append(bytes + i, 1);
+            block.Append(&piece[i], 1);
             i += 1;
         }
         ++count;

@@ -3,6 +3,7 @@
 #include "CodePage/Exceptions.h"
 #include "CodePage/Private/Characters/Failure.h"
 #include "CodePage/Private/Characters/StringImpl.h"
+#include "CodePage/Private/ShiftJis/ShiftJisText.h"
 #include "CodePage/Private/Tables/EncodeMap.h"
 #include "CodePage/Private/Tables/TableFile.h"
 #include "CodePage/ShiftJisToJis.h"
@@ -10,10 +11,87 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string_view>
 
 namespace KCodePage {
 
 using KBase::operator""_w;
+
+namespace {
+
+// Code units that are converted, and how far that is.
+struct Units {
+    const EncodeMap* map; // null where nothing is mapped
+    char substitutionCharacter;
+    CodePage::USE_SUBSTITUTION_CHARACTER mode;
+    const unsigned short* input;
+    unsigned int length;
+    unsigned int& converted; // is told how many of them are
+    std::size_t taken = 0;   // the same number
+
+    // Goes on behind what is converted, fills `output`, where there is room for `capacity` bytes, and returns
+    // how many it wrote.
+    std::size_t ConvertInto(char* output, std::size_t capacity);
+};
+
+[[gnu::always_inline]] inline std::size_t Units::ConvertInto(char* output, std::size_t capacity) {
+    std::size_t written = 0;
+    while (taken < length) {
+        if (map != nullptr) {
+            const Kernels::Run run =
+                map->Convert(input + taken, length - taken, output + written, capacity - written);
+            taken += run.consumed;
+            written += run.written;
+            if (taken == length || map->Maps(input[taken])) {
+                break; // all is taken, or the next character does not fit
+            }
+        }
+        MultiByteCharacter character = map != nullptr ? map->Get(input[taken]) : MultiByteCharacter();
+        if (!character.IsValid()) {
+            if (mode != CodePage::SUBSTITUTE) {
+                converted = static_cast<unsigned int>(taken);
+                Throw<InvalidCharacterException>(
+                    (KBase::WideStream() << "Invalid character 000").Unit(input[taken]));
+            }
+            character = MultiByteCharacter(static_cast<unsigned char>(substitutionCharacter));
+        }
+        if (character.Length() > capacity - written) {
+            break; // only a block can be full: without one there is room for the most
+        }
+        std::memcpy(output + written, character.Get(), character.Length());
+        written += character.Length();
+        ++taken;
+    }
+    converted = static_cast<unsigned int>(taken);
+    return written;
+}
+
+// The Shift-JIS text of code units, of which as many are converted as `capacity` bytes take.
+class ShiftJisOfUnits final : public ShiftJisText {
+public:
+    ShiftJisOfUnits(const Units& all, std::size_t capacity) : units(all) {
+        left = capacity;
+        Next(false);
+    }
+
+    void Next(bool isPending) override {
+        const std::size_t pending = isPending ? 1 : 0;
+        if (isPending) {
+            place[0] = piece.back();
+        }
+        const std::size_t room = std::min(left, sizeof place - pending);
+        const std::size_t made = units.ConvertInto(place + pending, room);
+        const bool isLast = room == left || units.taken == units.length;
+        left = isLast ? 0 : left - made;
+        piece = {place, pending + made};
+    }
+
+private:
+    Units units;
+    char place[8192];
+};
+
+} // namespace
 
 UnicodeToMultiByte::UnicodeToMultiByte() = default;
 
@@ -50,42 +128,6 @@ UnicodeToMultiByte::Convert(const unsigned short* input, unsigned int length,
     return ConvertObservingBlockSize(converted, 0, input, length, mode);
 }
 
-[[gnu::always_inline]] inline std::size_t
-UnicodeToMultiByte::ConvertInto(char* output, std::size_t capacity, unsigned int& converted,
-                                const unsigned short* input, unsigned int length,
-                                CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
-    std::size_t taken = 0;
-    std::size_t written = 0;
-    while (taken < length) {
-        if (map) {
-            const Kernels::Run run =
-                map->Convert(input + taken, length - taken, output + written, capacity - written);
-            taken += run.consumed;
-            written += run.written;
-            if (taken == length || map->Maps(input[taken])) {
-                break; // all is taken, or the next character does not fit
-            }
-        }
-        MultiByteCharacter character = Convert(input[taken]);
-        if (!character.IsValid()) {
-            if (mode != CodePage::SUBSTITUTE) {
-                converted = static_cast<unsigned int>(taken);
-                Throw<InvalidCharacterException>(
-                    (KBase::WideStream() << "Invalid character 000").Unit(input[taken]));
-            }
-            character = MultiByteCharacter(static_cast<unsigned char>(substitutionCharacter));
-        }
-        if (character.Length() > capacity - written) {
-            break; // only a block can be full: without one there is room for the most
-        }
-        std::memcpy(output + written, character.Get(), character.Length());
-        written += character.Length();
-        ++taken;
-    }
-    converted = static_cast<unsigned int>(taken);
-    return written;
-}
-
 KBase::ReturnPtrI<MultiByteString>
 UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned int blockSize,
                                               const unsigned short* input, unsigned int length,
@@ -99,7 +141,8 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     }
     auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
                                      : MultiByteStringImpl::CreateForWriting(capacity);
-    result->Finish(ConvertInto(result->WritingPlace(), capacity, converted, input, length, mode));
+    Units units = {map.get(), substitutionCharacter, mode, input, length, converted};
+    result->Finish(units.ConvertInto(result->WritingPlace(), capacity));
     return result;
 }
 
@@ -108,16 +151,27 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
 UnicodeToMultiByte::ConvertToJIS(std::size_t capacity, unsigned int& converted, unsigned int blockSize,
                                  const unsigned short* input, unsigned int length,
                                  CodePage::USE_SUBSTITUTION_CHARACTER mode) const {
-    char onStack[8192];
-    std::unique_ptr<char[]> onHeap;
-    if (capacity > sizeof onStack) {
-        onHeap.reset(new char[capacity]);
+    ShiftJisOfUnits text({map.get(), substitutionCharacter, mode, input, length, converted}, capacity);
+    unsigned int count = 0;
+    // Kept: all becomes Shift-JIS before any of it becomes JIS. What a block then has no room for, and what
+    // stands behind a pair without a JIS code, is converted all the same, for an invalid character in it is
+    // what the caller is told of.
+    const auto convertRest = [&] {
+        while (text.Left() != 0) {
+            text.Next(false);
+        }
+        if (blockSize != 0) { // without a limit, the code units converted stay what is told
+            converted = count;
+        }
+    };
+    try {
+        auto result = ShiftJisToJis::ConvertByInstance(count, blockSize, text);
+        convertRest();
+        return result;
+    } catch (...) {
+        convertRest(); // where it was an invalid character, ends with the same one
+        throw;
     }
-    char* const shiftJis = onHeap ? onHeap.get() : onStack;
-    const std::size_t size = ConvertInto(shiftJis, capacity, converted, input, length, mode);
-    unsigned int unlimited = 0; // without a limit, the code units converted stay what is told
-    return ShiftJisToJis::ConvertByInstance(blockSize != 0 ? converted : unlimited, blockSize, shiftJis,
-                                            size);
 }
 
 void UnicodeToMultiByte::ReadFromWindowsAPI() {
