@@ -210,6 +210,18 @@ Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_
         read += 32;
         written += CountOf(bytes);
     }
+    // Where the output is nearly full and goes on in ASCII, one step fills it.
+    if (length - read >= 64 && table.asciiStands && capacity - written < 64) [[unlikely]] {
+        const std::size_t room = capacity - written;
+        const __m512i first = _mm512_loadu_si512(input + read);
+        const __m512i second = _mm512_loadu_si512(input + read + 32);
+        if (_mm512_test_epi16_mask(_mm512_or_si512(first, second), beyondASCII) == 0) {
+            const __m512i bytes = _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvtepi16_epi8(first)),
+                                                     _mm512_cvtepi16_epi8(second), 1);
+            _mm512_mask_storeu_epi8(output + written, FirstOf64(room), bytes);
+            return {read + room, written + room};
+        }
+    }
     // What is near one of the ends, or before a unit that is not mapped.
     while (read < length) {
         const std::size_t block = Smaller(32, length - read);

@@ -180,6 +180,11 @@ Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length,
         const std::size_t needed = SizeWithEscapes(blockSize, changes);
         if (needed > room) [[unlikely]] {
             isFull = true;
+            if ((ofPairs | changes) == 0) { // single bytes alone
+                _mm512_mask_storeu_epi8(output + run.written, FirstOf64(room), bytes);
+                Take(room, 0, 0, 0, run);
+                break;
+            }
             const std::size_t size = SizeThatFits(room, leads, changes);
             WriteFirst(size, output + run.written, codes, ofPairs, changes);
             Take(size, seconds, ofPairs, changes, run);
