@@ -210,7 +210,8 @@ Run EncodePairs(const EncodeTable& table, const std::uint16_t* input, std::size_
         read += 32;
         written += CountOf(bytes);
     }
-    // Where the output is nearly full and goes on in ASCII, one step fills it.
+    // Where the output is nearly full and goes on in ASCII, one step fills it. With more room, the loop has
+    // met what is not mapped.
     if (length - read >= 64 && table.asciiStands && capacity - written < 64) [[unlikely]] {
         const std::size_t room = capacity - written;
         const __m512i first = _mm512_loadu_si512(input + read);

@@ -181,7 +181,7 @@ Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length,
         if (needed > room) [[unlikely]] {
             isFull = true;
             if ((ofPairs | changes) == 0) { // single bytes alone
-                _mm512_mask_storeu_epi8(output + run.written, FirstOf64(room), bytes);
+                _mm512_storeu_si512(output + run.written, bytes);
                 Take(room, 0, 0, 0, run);
                 break;
             }

@@ -3,6 +3,7 @@
 #include "CodePage/CodePageRegistry.h"
 #include "CodePage/Initializer.h"
 #include "CodePage/ShiftJisToJis.h"
+#include "CodePage/UnicodeToMultiByte.h"
 #include "JisTables.h"
 #include "MarkedTables.h"
 #include "OtherConverters.h"
@@ -52,6 +53,16 @@ std::string Repeated(std::string_view piece, int count) {
     std::string text;
     for (int i = 0; i < count; ++i) {
         text += piece;
+    }
+    return text;
+}
+
+// a and \u3042 by turns, which takes the most escape sequences.
+WideString Alternating(std::size_t pairs) {
+    WideString text;
+    for (std::size_t i = 0; i < pairs; ++i) {
+        text += u'a';
+        text += u'\u3042';
     }
     return text;
 }
@@ -498,6 +509,84 @@ TEST_F(JisConversionTest, CodePage12TellsOfAnInvalidUnitBeforeAPairWithoutJisCod
     });
     EXPECT_EQ(full.type, "InvalidCharacterException");
     EXPECT_EQ(consumed, 20001u);
+}
+
+// The same behind what the block takes, and where the Shift-JIS text just fills it.
+TEST_F(JisConversionTest, CodePage12RefusesAUnitThatALongShiftJisBlockWouldReach) {
+    const auto failure = [](const WideString& text, unsigned blockSize, unsigned& consumed) {
+        return Raised([&] {
+                   GetCodePageReference(ISO_2022_JP)
+                       ->ConvertToMultiByteObservingBlockSize(consumed, blockSize, text.data(),
+                                                              static_cast<unsigned>(text.size()),
+                                                              CodePage::THROW_INVALID_CHARACTER);
+               })
+            .type;
+    };
+    const WideString invalid = u"\u0E01"_w.Get();
+    unsigned consumed = 0;
+    const WideString mixed = Alternating(5000); // 15,000 bytes of Shift-JIS, 45,000 of JIS
+    EXPECT_EQ(failure(mixed + invalid, 20000, consumed), "InvalidCharacterException");
+    EXPECT_EQ(consumed, 10000u);
+    EXPECT_EQ(failure(WideString(8193, u'a') + invalid, 8193, consumed), "InvalidCharacterException");
+    EXPECT_EQ(consumed, 8193u);
+    EXPECT_EQ(failure(WideString(12000, u'a') + invalid, 10000, consumed), "nothing");
+    EXPECT_EQ(consumed, 9999u);
+    // A pair that the end of a piece leaves to the next takes nothing from the block's room.
+    const WideString pairs(4999, u'\u3042');
+    EXPECT_EQ(failure(u"a"_w.Get() + pairs + u"b"_w.Get() + invalid, 10000, consumed),
+              "InvalidCharacterException");
+    EXPECT_EQ(consumed, 5001u);
+}
+
+TEST_F(JisConversionTest, CodePage12HasRoomForAsManyEscapeSequencesAsThereCanBe) {
+    const WideString text = Alternating(100000);
+    std::string expected;
+    for (std::size_t i = 0; i < text.size(); i += 2) {
+        expected += "a\x1B$B$\"\x1B(B";
+    }
+    EXPECT_EQ(Encode(text, noLimit), (Result{expected, 0, ""}));
+}
+
+TEST_F(JisConversionTest, CodePage12SubstitutesAllOfALongTextOfWhichNothingIsMapped) {
+    const TemporaryDirectory directory;
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U", SerializedTables::Rows().File());
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.U2M", SerializedTables::Records({}));
+    MarkedTables::WriteFile(directory.Path() / fileName, File({}));
+    SetBasePath(directory.Wide().c_str());
+    for (const std::size_t length : {8191u, 8192u, 8193u, 16384u, 16385u}) {
+        EXPECT_EQ(Encode(WideString(length, u'x'), noLimit, true), (Result{std::string(length, '?'), 0, ""}));
+    }
+}
+
+TEST_F(JisConversionTest, CodePage12TellsOfAnInvalidUnitBeforeATableThatIsMissing) {
+    const TemporaryDirectory directory;
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U", SerializedTables::Rows().File());
+    MarkedTables::WriteFile(directory.Path() / "shift_jis.U2M",
+                            SerializedTables::Records({SerializedTables::Record('a', "a")}));
+    SetBasePath(directory.Wide().c_str());
+    const auto page = GetCodePageReference(ISO_2022_JP);
+    for (const bool isInvalid : {true, false}) {
+        const WideString text = WideString(20000, u'a') + WideString(1, isInvalid ? u'x' : u'a');
+        unsigned consumed = 77;
+        const Failure failure = Raised([&] {
+            page->ConvertToMultiByteObservingBlockSize(consumed, 60000, text.data(),
+                                                       static_cast<unsigned>(text.size()),
+                                                       CodePage::THROW_INVALID_CHARACTER);
+        });
+        EXPECT_EQ(failure.type, isInvalid ? "InvalidCharacterException" : "CodePageConversionException");
+        EXPECT_EQ(consumed, isInvalid ? 20000u : 0u);
+    }
+}
+
+TEST_F(JisConversionTest, WithoutALimitATableCountsTheUnitsThatBecameShiftJis) {
+    const KBase::ReturnPtrI<UnicodeToMultiByte> table(new UnicodeToMultiByte(ISO_2022_JP, 932, '?'));
+    table->ReadFromWindowsAPI();
+    const WideString text = u"a\uE000bc"_w.Get(); // F0 40 has no JIS code
+    unsigned converted = 77;
+    const Failure failure = Raised(
+        [&] { table->ConvertObservingBlockSize(converted, noLimit, text.data(), 4, CodePage::SUBSTITUTE); });
+    EXPECT_EQ(failure.type, "InvalidCharacterException");
+    EXPECT_EQ(converted, 4u);
 }
 
 // Against other converters. Where the bytes 5C and 7E stand for is a matter of taste: they are left out.

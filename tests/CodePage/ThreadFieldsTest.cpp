@@ -11,7 +11,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <functional>
+#include <iterator>
 #include <latch>
 #include <string>
 #include <thread>
@@ -93,6 +96,63 @@ TEST_F(ThreadFieldsTest, ObjectsThatShareTheirFieldsGoOnWhenOneOfThemGoes) {
     FlushCodePageCaches();
     EXPECT_EQ(Decode(*object, "\xC1"), "1072 ");
     EXPECT_STREQ(object->GetIANANameASCII(), "koi8-r");
+}
+
+TEST_F(ThreadFieldsTest, WhatIsPinnedStaysWhateverElseTheThreadConvertsWith) {
+    const auto codePage = GetCodePageReference(15);
+    for (std::size_t before = 0; before < ThreadFields::capacity; ++before) { // it stands in each place
+        EXPECT_EQ(Decode(*codePage, "\xC1"), "1072 ");
+        const std::vector<const CodePageFields*> known(std::begin(ThreadFields::entries.fields),
+                                                       std::end(ThreadFields::entries.fields));
+        const CodePageFields* const newest =
+            known[(ThreadFields::entries.oldest + ThreadFields::capacity - 1) % ThreadFields::capacity];
+        {
+            const ThreadFields::Pinned pinned(newest);
+            for (const int number : {1, 2, 4, 6, 7, 8, 9, 11}) {
+                Decode(*GetCodePage(number), "a");
+                EXPECT_TRUE(ThreadFields::Holds(newest)) << number;
+            }
+        }
+        for (const int number : {1, 2, 4, 6, 7, 8, 9, 11, 14}) {
+            Decode(*GetCodePage(number), "a");
+        }
+        EXPECT_FALSE(ThreadFields::Holds(newest));
+        for (std::size_t i = 0; i < before; ++i) {
+            Decode(*GetCodePage(i % 2 == 0 ? 16 : 17), "a");
+        }
+    }
+}
+
+// Page 12 asks page 11 for the lead bytes, whose fields the thread then holds in place of those held longest.
+TEST_F(ThreadFieldsTest, ALongTextToJisKeepsItsTablesThoughTheObjectGetsOthersMeanwhile) {
+    constexpr unsigned length = 100000;
+    const KBase::WideString text(length, 'a');
+    for (int round = 0; round < 20; ++round) {
+        const KBase::SmartPtrI<CodePageImpl> object(new CodePageImpl(ISO_2022_JP)); // with fields of its own
+        const auto convert = [&](unsigned count) {
+            const auto jis = object->ConvertToMultiByte(text.data(), count, CodePage::SUBSTITUTE);
+            EXPECT_EQ(jis->Length(), count);
+        };
+        std::latch begun(1);
+        std::atomic<bool> done = false;
+        std::thread other([&] {
+            convert(1);
+            for (const int number : {11, 1, 2}) {
+                Decode(*GetCodePage(number), "a");
+            }
+            DeSerialize(dynamic_cast<CodePageImpl&>(*GetCodePage(11)), 20); // no table: asked for each byte
+            begun.count_down();
+            convert(length);
+            done = true;
+        });
+        begun.wait();
+        std::this_thread::sleep_for(std::chrono::microseconds(100)); // until it has its fields
+        while (!done) {
+            DeSerialize(*object, 12);
+        }
+        other.join();
+        FlushCodePageCaches();
+    }
 }
 
 TEST_F(ThreadFieldsTest, AnIdleThreadHoldsTheLastFewAndAThreadThatEndedNone) {

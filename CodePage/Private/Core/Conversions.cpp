@@ -120,7 +120,8 @@ KBase::ReturnPtrI<MultiByteString> EncodeUTF8Block(unsigned int& consumed, unsig
 } // namespace
 
 // The fields that a conversion or query takes from the object, alive for as long as this is or until the
-// thread converts with others: page 12 may, and then does nothing more with these.
+// thread asks another code page. Page 12 may: it pins them where it goes on with them, and else does nothing
+// more with them then.
 class CodePageImpl::Route {
 public:
     explicit Route(const CodePageImpl& object) : fields(object.address.load(std::memory_order_acquire)) {
@@ -131,9 +132,25 @@ public:
 
     const CodePageFields* operator->() const noexcept { return fields; }
 
-    // The table. Throws where there is none: page 19, and an object that was never initialised.
+    // By the tables. These throw where there is none: page 19, and an object that was never initialised.
     const MultiByteToUnicode& Decoding() const { return Require(fields->multiByteToUnicode.Get()); }
-    const UnicodeToMultiByte& Encoding() const { return Require(fields->unicodeToMultiByte.Get()); }
+
+    KBase::ReturnPtrI<MultiByteString> Encode(unsigned int& consumed, unsigned int blockSize,
+                                              const wchar16* text, unsigned int length,
+                                              USE_SUBSTITUTION_CHARACTER substitution) const {
+        unsigned int unlimited = 0; // kept: where there is no limit, nothing counts as consumed
+        return Require(fields->unicodeToMultiByte.Get())
+            .ConvertObservingBlockSize(blockSize != 0 ? consumed : unlimited, blockSize, text, length,
+                                       substitution);
+    }
+
+    // The same for page 12, which may ask shift_jis midway. Were it inline, every page would pay for the pin.
+    [[gnu::noinline]] KBase::ReturnPtrI<MultiByteString>
+    EncodePinned(unsigned int& consumed, unsigned int blockSize, const wchar16* text, unsigned int length,
+                 USE_SUBSTITUTION_CHARACTER substitution) const {
+        const ThreadFields::Pinned pinned(fields);
+        return Encode(consumed, blockSize, text, length, substitution);
+    }
 
 private:
     [[gnu::noinline, gnu::cold]] void TakeFrom(const CodePageImpl& object) {
@@ -191,11 +208,10 @@ CodePageImpl::ConvertToMultiByteObservingBlockSize(unsigned int& consumed, unsig
                               : EncodeUTF8Block(consumed, blockSize, text, length, substitution);
     case UNICODE_1_1:
         ThrowNotImplemented(blockSize == 0 ? "ConvertToMultiByte" : "ConvertToMultiByteObservingBlockSize");
-    default: {
-        unsigned int unlimited = 0; // kept: where there is no limit, nothing counts as consumed
-        return route.Encoding().ConvertObservingBlockSize(blockSize != 0 ? consumed : unlimited, blockSize,
-                                                          text, length, substitution);
-    }
+    case ISO_2022_JP:
+        return route.EncodePinned(consumed, blockSize, text, length, substitution);
+    default:
+        return route.Encode(consumed, blockSize, text, length, substitution);
     }
 }
 

@@ -24,8 +24,14 @@ KBase::SmartPtrI<const CodePageFields> Hold(KBase::SmartPtrI<const CodePageField
     if (entries.closed) {
         return fields;
     }
+    const auto next = [] {
+        return (entries.oldest + 1) % capacity;
+    };
+    if (entries.pinned != nullptr && entries.fields[entries.oldest] == entries.pinned) {
+        entries.oldest = next();
+    }
     const CodePageFields*& oldest = entries.fields[entries.oldest];
-    entries.oldest = (entries.oldest + 1) % capacity;
+    entries.oldest = next();
     // The reference goes when this returns.
     const auto replaced =
         KBase::SmartPtrI<const CodePageFields>::Adopt(std::exchange(oldest, fields.Detach()));

@@ -24,6 +24,7 @@ inline constexpr std::size_t capacity = 4;
 // ends; in the few bytes that every thread of a process has room for, so that asking calls nothing.
 struct Entries {
     const CodePageFields* fields[capacity];
+    const CodePageFields* pinned; // of these, what Hold leaves; null for none
     std::size_t oldest;
     bool closed; // the thread is ending and holds nothing any more
 };
@@ -39,11 +40,21 @@ inline bool Holds(const CodePageFields* fields) noexcept {
     return false;
 }
 
-// Holds `fields` from now on, in place of those held longest. Gives them back where the thread holds nothing
-// any more: the caller keeps its reference then.
+// Holds `fields` from now on, in place of those held longest and not pinned. Gives them back where the thread
+// holds nothing any more: the caller keeps its reference then.
 KBase::SmartPtrI<const CodePageFields> Hold(KBase::SmartPtrI<const CodePageFields> fields);
 
 // Lets go of `fields`, if they are held.
 void Drop(const CodePageFields* fields) noexcept;
+
+// While it lives, others do not take the place of `fields`: for a conversion that asks other code pages
+// midway and then goes on with its own. One at a time.
+class Pinned {
+public:
+    explicit Pinned(const CodePageFields* fields) noexcept { entries.pinned = fields; }
+    Pinned(const Pinned&) = delete; // one at a time
+    Pinned& operator=(const Pinned&) = delete;
+    ~Pinned() { entries.pinned = nullptr; }
+};
 
 } // namespace KCodePage::ThreadFields

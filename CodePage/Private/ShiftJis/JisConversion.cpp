@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
-#include <utility>
 
 namespace KCodePage {
 
@@ -58,14 +57,6 @@ private:
             .Hexadecimal(static_cast<unsigned char>(pair.GetByte2())));
 }
 
-// In one piece.
-class TextOfString final : public ShiftJisText {
-public:
-    explicit TextOfString(const MultiByteString& string) noexcept { piece = {string.Get(), string.Length()}; }
-
-    void Next(bool /*isPending*/) override { piece = {}; }
-};
-
 } // namespace
 
 KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(const MultiByteString* input) {
@@ -82,7 +73,7 @@ struct ShiftJisToJis::Leads {
 KBase::ReturnPtrI<MultiByteString>
 ShiftJisToJis::ConvertObservingBlockSize(unsigned& count, unsigned blockSize, const MultiByteString* input) {
     count = 0;
-    TextOfString text(*input);
+    ShiftJisText text({input->Get(), input->Length()});
     if (text.Piece().empty()) {
         return MakeMultiByteString(nullptr, 0);
     }

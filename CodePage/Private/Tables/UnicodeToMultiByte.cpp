@@ -26,8 +26,8 @@ struct Units {
     CodePage::USE_SUBSTITUTION_CHARACTER mode;
     const unsigned short* input;
     unsigned int length;
-    unsigned int& converted; // is told how many of them are
-    std::size_t taken = 0;   // the same number
+    unsigned int& converted; // how many of them are, when ConvertInto returns or throws
+    std::size_t taken = 0;   // the same number, whatever the caller makes of the other
 
     // Goes on behind what is converted, fills `output`, where there is room for `capacity` bytes, and returns
     // how many it wrote.
