@@ -451,6 +451,10 @@ TEST_F(JisConversionTest, CodePage12PairsALoneLeadByteWithWhatFollowsWhereverItS
     for (std::size_t before = 16320; before < 16390; ++before) {
         check(before);
     }
+    // The last byte of the first piece waits for its second, and the next piece is full with it.
+    const std::string leads(20000, '\x81');
+    EXPECT_EQ(Encode(u"a"_w.Get() + WideString(leads.size(), u'A'), noLimit),
+              (Result{slow.Convert("a" + leads, noLimit).bytes, 0, ""}));
 }
 
 // The units that become so many bytes of Shift-JIS are all converted before any of them becomes JIS.
