@@ -46,6 +46,16 @@ protected:
         return result;
     }
 
+    // What that throws where an invalid unit is not substituted; "nothing" where it does not.
+    static Failure FailureOf(KBase::WideView text, unsigned blockSize, unsigned& consumed) {
+        return Raised([&] {
+            GetCodePageReference(ISO_2022_JP)
+                ->ConvertToMultiByteObservingBlockSize(consumed, blockSize, text.data(),
+                                                       static_cast<unsigned>(text.size()),
+                                                       CodePage::THROW_INVALID_CHARACTER);
+        });
+    }
+
     Initializer initializer;
 };
 
@@ -460,12 +470,7 @@ TEST_F(JisConversionTest, CodePage12PairsALoneLeadByteWithWhatFollowsWhereverItS
 // The units that become so many bytes of Shift-JIS are all converted before any of them becomes JIS.
 TEST_F(JisConversionTest, CodePage12RefusesAUnitThatAShiftJisBlockWouldReach) {
     const auto failure = [](KBase::WideView text, unsigned& consumed) {
-        return Raised([&] {
-            GetCodePageReference(ISO_2022_JP)
-                ->ConvertToMultiByteObservingBlockSize(consumed, 9, text.data(),
-                                                       static_cast<unsigned>(text.size()),
-                                                       CodePage::THROW_INVALID_CHARACTER);
-        });
+        return FailureOf(text, 9, consumed);
     };
     unsigned consumed = 0;
     EXPECT_EQ(failure(u"\u3042\u3042\u3042\u3042\u0E01"_w, consumed).type, "InvalidCharacterException");
@@ -484,60 +489,32 @@ TEST_F(JisConversionTest, CodePage12TellsOfAnInvalidUnitBeforeAPairWithoutJisCod
     for (const std::size_t between : {0u, 10u, 5000u, 20000u}) {
         for (const unsigned blockSize : {noLimit, 60000u}) {
             const WideString good(between, u'\u3042');
-            const auto failure = [&](const WideString& text, unsigned& consumed) {
-                return Raised([&] {
-                    GetCodePageReference(ISO_2022_JP)
-                        ->ConvertToMultiByteObservingBlockSize(consumed, blockSize, text.data(),
-                                                               static_cast<unsigned>(text.size()),
-                                                               CodePage::THROW_INVALID_CHARACTER);
-                });
-            };
             unsigned consumed = 0;
-            const auto invalid = failure(noJisCode + good + WideString(1, u'\u0E01'), consumed);
+            const auto invalid = FailureOf(noJisCode + good + WideString(1, u'\u0E01'), blockSize, consumed);
             EXPECT_EQ(invalid.type, "InvalidCharacterException");
             EXPECT_EQ(invalid.text.substr(0, 17), "Invalid character");
             EXPECT_EQ(consumed, blockSize != 0 ? 1 + between : 0); // without a limit nothing is counted
-            const auto without = failure(WideString(2, u'a') + noJisCode + good, consumed);
+            const auto without = FailureOf(WideString(2, u'a') + noJisCode + good, blockSize, consumed);
             EXPECT_EQ(without.text.substr(0, 13), "ShiftJisToJis") << without.text;
             EXPECT_EQ(consumed, blockSize != 0 ? 2u : 0u);
         }
     }
-    unsigned consumed = 0;
-    const WideString rest(20000, u'a');
-    const auto full = Raised([&] {
-        const WideString text = u"a"_w.Get() + rest + WideString(1, u'\u0E01');
-        GetCodePageReference(ISO_2022_JP)
-            ->ConvertToMultiByteObservingBlockSize(consumed, 20002, text.data(),
-                                                   static_cast<unsigned>(text.size()),
-                                                   CodePage::THROW_INVALID_CHARACTER);
-    });
-    EXPECT_EQ(full.type, "InvalidCharacterException");
-    EXPECT_EQ(consumed, 20001u);
 }
 
 // The same behind what the block takes, and where the Shift-JIS text just fills it.
 TEST_F(JisConversionTest, CodePage12RefusesAUnitThatALongShiftJisBlockWouldReach) {
-    const auto failure = [](const WideString& text, unsigned blockSize, unsigned& consumed) {
-        return Raised([&] {
-                   GetCodePageReference(ISO_2022_JP)
-                       ->ConvertToMultiByteObservingBlockSize(consumed, blockSize, text.data(),
-                                                              static_cast<unsigned>(text.size()),
-                                                              CodePage::THROW_INVALID_CHARACTER);
-               })
-            .type;
-    };
     const WideString invalid = u"\u0E01"_w.Get();
     unsigned consumed = 0;
     const WideString mixed = Alternating(5000); // 15,000 bytes of Shift-JIS, 45,000 of JIS
-    EXPECT_EQ(failure(mixed + invalid, 20000, consumed), "InvalidCharacterException");
+    EXPECT_EQ(FailureOf(mixed + invalid, 20000, consumed).type, "InvalidCharacterException");
     EXPECT_EQ(consumed, 10000u);
-    EXPECT_EQ(failure(WideString(8193, u'a') + invalid, 8193, consumed), "InvalidCharacterException");
+    EXPECT_EQ(FailureOf(WideString(8193, u'a') + invalid, 8193, consumed).type, "InvalidCharacterException");
     EXPECT_EQ(consumed, 8193u);
-    EXPECT_EQ(failure(WideString(12000, u'a') + invalid, 10000, consumed), "nothing");
+    EXPECT_EQ(FailureOf(WideString(12000, u'a') + invalid, 10000, consumed).type, "nothing");
     EXPECT_EQ(consumed, 9999u);
     // A pair that the end of a piece leaves to the next takes nothing from the block's room.
     const WideString pairs(4999, u'\u3042');
-    EXPECT_EQ(failure(u"a"_w.Get() + pairs + u"b"_w.Get() + invalid, 10000, consumed),
+    EXPECT_EQ(FailureOf(u"a"_w.Get() + pairs + u"b"_w.Get() + invalid, 10000, consumed).type,
               "InvalidCharacterException");
     EXPECT_EQ(consumed, 5001u);
 }
@@ -568,15 +545,10 @@ TEST_F(JisConversionTest, CodePage12TellsOfAnInvalidUnitBeforeATableThatIsMissin
     MarkedTables::WriteFile(directory.Path() / "shift_jis.U2M",
                             SerializedTables::Records({SerializedTables::Record('a', "a")}));
     SetBasePath(directory.Wide().c_str());
-    const auto page = GetCodePageReference(ISO_2022_JP);
     for (const bool isInvalid : {true, false}) {
         const WideString text = WideString(20000, u'a') + WideString(1, isInvalid ? u'x' : u'a');
         unsigned consumed = 77;
-        const Failure failure = Raised([&] {
-            page->ConvertToMultiByteObservingBlockSize(consumed, 60000, text.data(),
-                                                       static_cast<unsigned>(text.size()),
-                                                       CodePage::THROW_INVALID_CHARACTER);
-        });
+        const Failure failure = FailureOf(text, 60000, consumed);
         EXPECT_EQ(failure.type, isInvalid ? "InvalidCharacterException" : "CodePageConversionException");
         EXPECT_EQ(consumed, isInvalid ? 20000u : 0u);
     }
