@@ -253,7 +253,7 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
         }
     }
     // In a line this would be a guess.
-    if (count - i < 64 && count >= 1024 && takeASCII(count - 64)) {
+    if (count - i < 64 && count >= 1024 && (i == count || takeASCII(count - 64))) {
         return {count, count};
     }
     if (count - i < 64 && count >= 16) {

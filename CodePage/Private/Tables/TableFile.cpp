@@ -4,6 +4,7 @@
 #include "FileSystem/File.h"
 #include "KBase/WideStream.h"
 #include "OperatingSystem/CRuntime.h"
+#include "OperatingSystem/Memory.h"
 
 #include <cstdio>
 #include <memory>
@@ -39,6 +40,7 @@ KBase::ReturnPtr<KSerialization::ReadDataStream> ReadTableFile(const wchar16* fi
     try {
         OpenStream stream(File::OpenStream(fileName, File::ModeRead, File::ShareByMode));
         contents = KDataType::CreateBinary(File::GetSize(stream.get()), nullptr);
+        OperatingSystem::WillFill(contents->GetData(), contents->GetSize());
         File::Read(stream.get(), contents.get(), contents->GetSize());
         File::Close(stream.release());
     } catch (const KBase::Message& cause) {

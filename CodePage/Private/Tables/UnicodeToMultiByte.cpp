@@ -228,8 +228,13 @@ void UnicodeToMultiByte::DeSerialize(KSerialization::ReadDataStream& stream) {
     const unsigned char* const end = record + count * serializedRecordSize;
     std::unique_ptr<EncodeMap> filled = CopyOfMap();
     for (; record != end; record += serializedRecordSize) {
-        filled->Set(static_cast<wchar16>(record[0] | record[1] << 8),
-                    {record[2] != 0, record[3] != 0, record[4], record[5]});
+        const auto codeUnit = static_cast<wchar16>(record[0] | record[1] << 8);
+        static constexpr unsigned char none[4] = {};
+        if (std::memcmp(record + 2, none, sizeof none) == 0) { // most are not mapped
+            filled->Set(codeUnit, {});
+        } else {
+            filled->Set(codeUnit, {record[2] != 0, record[3] != 0, record[4], record[5]});
+        }
     }
     filled->Prepare();
     map = std::move(filled);
