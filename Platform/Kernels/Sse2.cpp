@@ -214,6 +214,17 @@ __m128i Encode16(const EncodeTable& table, const std::uint16_t* input, unsigned 
     return _mm_or_si128(a, b);
 }
 
+// Encodes 64 units, or returns false where they are not of one byte each. Apart from its caller, whose loop
+// stays small.
+[[gnu::noinline]] bool Encode64(const EncodeTable& table, const std::uint16_t* input,
+                                unsigned char* output) noexcept {
+    __m128i codes = _mm_setzero_si128();
+    for (std::size_t k = 0; k < 64; k += 16) {
+        codes = _mm_or_si128(codes, Encode16(table, input + k, output + k));
+    }
+    return AreZero(_mm_srli_epi16(codes, 8));
+}
+
 Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
                     unsigned char* output, std::size_t capacity) noexcept {
     const __m128i nonASCII = _mm_set1_epi16(static_cast<short>(0xFF80));
@@ -230,7 +241,7 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
         for (std::size_t k = 1; k < 8; ++k) {
             all = _mm_or_si128(all, units[k]);
         }
-        if (!asciiStands || !AreZero(_mm_and_si128(all, nonASCII))) {
+        if (!asciiStands || !AreZero(_mm_and_si128(all, nonASCII))) [[unlikely]] {
             return false;
         }
         for (std::size_t k = 0; k < 8; k += 2) {
@@ -238,19 +249,18 @@ Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::s
         }
         return true;
     };
+    const auto step = [&] {
+        const bool isASCII = takeASCII(i);
+        i += isASCII ? 64 : 0;
+        return isASCII;
+    };
+    // ASCII alone in long turns: the end of a loop of many short ones is guessed wrongly.
+    while (count - i >= 512 && step() && step() && step() && step() && step() && step() && step() && step()) {
+    }
     // Blocks that are not so small that a text with a few letters beyond ASCII changes between them all the
     // time.
-    for (; count - i >= 64; i += 64) {
-        if (takeASCII(i)) {
-            continue;
-        }
-        __m128i codes = _mm_setzero_si128();
-        for (std::size_t k = 0; k < 64; k += 16) {
-            codes = _mm_or_si128(codes, Encode16(table, input + i + k, output + i + k));
-        }
-        if (!AreZero(_mm_srli_epi16(codes, 8))) {
-            break;
-        }
+    while (count - i >= 64 && (takeASCII(i) || Encode64(table, input + i, output + i))) {
+        i += 64;
     }
     // In a line this would be a guess.
     if (count - i < 64 && count >= 1024 && (i == count || takeASCII(count - 64))) {

@@ -2,9 +2,10 @@
 //
 // A short text stands behind the object, in the one block of memory that both share; a longer one, and one
 // that Append made outgrow its place, has a block of its own. The memory of the first is that of a string
-// which the thread let go, where it has such. There is always room for one zero character more than the
-// string occupies, and everything from the text's end to there is zero. Only what must read as zero is
-// written as zero. Thread safety: as for the interfaces.
+// which the thread let go, where it has such. Of those, longer texts begin at a multiple of 16, so that
+// no vector of that size that a loop stores lies in two cache lines. There is always room for one zero
+// character more than the string occupies, and everything from the text's end to there is zero. Only what
+// must read as zero is written as zero. Thread safety: as for the interfaces.
 
 #pragma once
 
@@ -54,7 +55,7 @@ public:
     StringImpl& operator=(const StringImpl&) = delete;
 
     ~StringImpl() override {
-        if (HasBlock()) {
+        if (hasBlock) {
             delete[] characters;
         }
     }
@@ -66,7 +67,7 @@ public:
         if (count > maximumLength) {
             throw std::length_error("string too long");
         }
-        if (HasBlock() && count < capacity / 2 && capacity * sizeof(Character) <= shrinkingLimit) {
+        if (hasBlock && count < capacity / 2 && capacity * sizeof(Character) <= shrinkingLimit) {
             std::unique_ptr<Character[]> exact(new Character[count + 1]);
             std::memcpy(exact.get(), characters, count * sizeof(Character));
             delete[] characters;
@@ -124,6 +125,9 @@ private:
     static constexpr std::size_t inPlaceLimit = 1024;
     static constexpr std::size_t filledInPlaceLimit = 8192;
 
+    // Bytes of text, with the zero, from which on one behind the object begins at a multiple of 16.
+    static constexpr std::size_t alignedFrom = 1024;
+
     // Bytes up to which a block that is less than half used is exchanged for one that fits. What a larger one
     // has left was never touched and costs addresses, not memory; copying it would cost time.
     static constexpr std::size_t shrinkingLimit = std::size_t{1} << 17;
@@ -134,44 +138,36 @@ private:
     static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references, std::size_t limit) {
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
         if (bytes <= limit) {
-            std::size_t all = sizeof(StringImpl) + bytes;
-            static_assert(alignof(StringImpl) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
-            void* const place = SpareMemory::Take(all);
-            return ::new (place) StringImpl(nullptr, CapacityIn(all), references);
+            static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ % 16 == 0);
+            const std::size_t begin =
+                bytes < alignedFrom ? sizeof(StringImpl) : (sizeof(StringImpl) + 15) / 16 * 16;
+            std::size_t all = begin + bytes;
+            char* const memory = static_cast<char*>(SpareMemory::Take(all));
+            const std::size_t room = (all - begin) / sizeof(Character) - 1;
+            return ::new (memory)
+                StringImpl(reinterpret_cast<Character*>(memory + begin), room, false, references);
         }
         std::unique_ptr<Character[]> block(new Character[capacity + 1]);
-        StringImpl* const string = new StringImpl(block.get(), capacity, references);
+        StringImpl* const string = new StringImpl(block.get(), capacity, true, references);
         static_cast<void>(block.release()); // the string's own by now
         return string;
     }
 
     void Destroy() const noexcept {
-        if (HasBlock()) {
+        if (hasBlock) {
             delete this;
             return;
         }
         // There is nothing for the destructor to do. The memory itself is not const.
-        SpareMemory::Keep(const_cast<StringImpl*>(this), sizeof *this + (capacity + 1) * sizeof(Character));
+        const auto end = reinterpret_cast<std::uintptr_t>(characters + capacity + 1);
+        SpareMemory::Keep(const_cast<StringImpl*>(this), end - reinterpret_cast<std::uintptr_t>(this));
     }
 
-    // Characters, without the zero, for which a block of `bytes` has room behind the object.
-    static std::size_t CapacityIn(std::size_t bytes) noexcept {
-        return (bytes - sizeof(StringImpl)) / sizeof(Character) - 1;
-    }
-
-    // `block`: null for a string whose characters stand behind it.
-    StringImpl(Character* block, std::size_t characterCapacity, std::int32_t references) noexcept
-        : characters(block != nullptr ? block : PlaceBehind()),
-          capacity(characterCapacity),
-          referenceCount(references) {
+    // `place`: for `room` characters and a zero, in a block of its own or behind the object.
+    StringImpl(Character* place, std::size_t room, bool isBlock, std::int32_t references) noexcept
+        : characters(place), capacity(room), referenceCount(references), hasBlock(isBlock) {
         characters[0] = 0;
     }
-
-    Character* PlaceBehind() const noexcept {
-        return reinterpret_cast<Character*>(reinterpret_cast<std::uintptr_t>(this) + sizeof(StringImpl));
-    }
-
-    bool HasBlock() const noexcept { return characters != PlaceBehind(); }
 
     // Makes room for `count` characters and a zero behind them, keeping what is there. A new block at least
     // doubles the old one, so that appending is linear in total. Returns the block that was replaced.
@@ -182,8 +178,9 @@ private:
         const std::size_t larger = std::max(count, 2 * capacity);
         std::unique_ptr<Character[]> block(new Character[larger + 1]);
         std::memcpy(block.get(), characters, size * sizeof(Character));
-        std::unique_ptr<Character[]> old(HasBlock() ? characters : nullptr);
+        std::unique_ptr<Character[]> old(hasBlock ? characters : nullptr);
         characters = block.release();
+        hasBlock = true;
         capacity = larger;
         return old;
     }
@@ -193,6 +190,7 @@ private:
     unsigned length = 0;  // characters stored with data
     unsigned size = 0;    // characters that the string occupies
     mutable KSynch::AtomicLong referenceCount;
+    bool hasBlock; // whether the characters stand in a block of their own
 };
 
 using MultiByteStringImpl = StringImpl<MultiByteString>;
