@@ -81,17 +81,24 @@ Run DecodeBytes(const DecodeTable& table, const unsigned char* input, std::size_
         }
         return {i, i};
     }
-    // In a long text the first block ends where the output is at the beginning of a cache line.
-    std::size_t most =
-        count < 1024 ? 64 : 64 - (reinterpret_cast<std::uintptr_t>(output) / sizeof *output) % 32;
-    while (i < count) {
-        const std::size_t block = Smaller(most, count - i);
+    const auto step = [&](std::size_t block) {
         const std::size_t good = convert(i, block);
-        most = 64;
         i += good;
-        if (good < block) {
-            break;
+        return good == block;
+    };
+    // In a long text the first block ends where the output is at the beginning of a cache line.
+    const std::size_t most =
+        count < 1024 ? 64 : 64 - (reinterpret_cast<std::uintptr_t>(output) / sizeof *output) % 32;
+    if (!step(most)) {
+        return {i, i};
+    }
+    // Whole blocks in turns of four: the end of a loop of many short turns is guessed wrongly.
+    while (count - i >= 256) {
+        if (!(step(64) && step(64) && step(64) && step(64))) {
+            return {i, i};
         }
+    }
+    while (i < count && step(Smaller(64, count - i))) {
     }
     return {i, i};
 }
@@ -136,9 +143,10 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
     }
     const __m512i inOrder = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
     const __m512i lowHalf = _mm512_set1_epi16(0xFF);
+    const __m512i nonASCII = _mm512_set1_epi16(static_cast<short>(0xFF80));
     const std::size_t count = Smaller(length, capacity);
     // Converts a block and returns how far it came.
-    const auto convert = [&](std::size_t i, std::size_t block, bool mayBeASCII) {
+    const auto convert = [&](std::size_t i, std::size_t block) {
         const __mmask64 all = FirstOf64(block);
         const __m512i a = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all), input + i);
         const __m512i b = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all >> 32), input + i + 32);
@@ -147,18 +155,13 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
         const __m512i number = _mm512_packus_epi16(_mm512_srli_epi16(a, 7), _mm512_srli_epi16(b, 7));
         const __m512i low = _mm512_packus_epi16(_mm512_and_si512(a, lowHalf), _mm512_and_si512(b, lowHalf));
         const __mmask64 beyondASCII = _mm512_test_epi8_mask(number, number);
-        __m512i bytes = low;
-        __mmask64 unknown = 0;
-        if (!mayBeASCII || beyondASCII != 0) {
-            bytes = _mm512_maskz_mov_epi8(~beyondASCII, low);
-            // What is in none of the stretches becomes 0.
-            for (unsigned s = 0; s < stretchCount; ++s) {
-                const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
-                bytes =
-                    _mm512_or_si512(bytes, _mm512_maskz_permutex2var_epi8(here, first[s], low, second[s]));
-            }
-            unknown = _mm512_mask_testn_epi8_mask(beyondASCII, bytes, bytes);
+        __m512i bytes = _mm512_maskz_mov_epi8(~beyondASCII, low);
+        // What is in none of the stretches becomes 0.
+        for (unsigned s = 0; s < stretchCount; ++s) {
+            const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
+            bytes = _mm512_or_si512(bytes, _mm512_maskz_permutex2var_epi8(here, first[s], low, second[s]));
         }
+        const __mmask64 unknown = _mm512_mask_testn_epi8_mask(beyondASCII, bytes, bytes);
         _mm512_mask_storeu_epi8(output + i, all, _mm512_permutexvar_epi64(inOrder, bytes));
         if (unknown != 0) [[unlikely]] {
             const __m512i inPlace = _mm512_permutexvar_epi64(inOrder, _mm512_movm_epi8(unknown));
@@ -170,19 +173,39 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
     // Without branches on the length, as in DecodeBytes.
     if (count <= 128) {
         const std::size_t block = Smaller(64, count);
-        i = convert(0, block, false);
+        i = convert(0, block);
         if (i == block) {
-            i += convert(i, count - i, false);
+            i += convert(i, count - i);
         }
         return {i, i};
     }
-    while (i < count) {
-        const std::size_t block = Smaller(64, count - i);
-        const std::size_t good = convert(i, block, true);
+    const auto step = [&](std::size_t block) {
+        const std::size_t good = convert(i, block);
         i += good;
-        if (good < block) {
-            break;
+        return good == block;
+    };
+    // Whole blocks in turns, as in DecodeBytes. Whether a turn is ASCII alone is a guess, too.
+    const auto load = [&](std::size_t place) {
+        return _mm512_loadu_si512(input + place);
+    };
+    while (count - i >= 256) {
+        __m512i any = load(i);
+        for (std::size_t k = 32; k < 256; k += 32) {
+            any = _mm512_or_si512(any, load(i + k));
         }
+        if (_mm512_test_epi16_mask(any, nonASCII) == 0) {
+            for (unsigned block = 0; block < 4; ++block) {
+                const __m512i bytes = _mm512_packus_epi16(load(i), load(i + 32));
+                _mm512_storeu_si512(output + i, _mm512_permutexvar_epi64(inOrder, bytes));
+                i += 64;
+            }
+            continue;
+        }
+        if (!(step(64) && step(64) && step(64) && step(64))) {
+            return {i, i};
+        }
+    }
+    while (i < count && step(Smaller(64, count - i))) {
     }
     return {i, i};
 }
