@@ -189,12 +189,17 @@ std::size_t StoreKept(unsigned char* output, std::uint64_t kept, __m512i bytes, 
 
 // Encodes those of 32 units that `taken` marks, the first ones, of which no pair is split and no surrogate
 // alone. Returns the number of bytes. Inlined, so that its constants stay in registers.
+//
+// `mixedBlocks`, 0 at the beginning: for how many more blocks ASCII goes the way of two-byte characters.
+// Where a text has both, which of them a block has is guessed wrongly, and that costs more than the shorter
+// way saves.
 [[gnu::always_inline]] inline std::size_t EncodeUnits(__m512i units, std::uint32_t taken,
-                                                      unsigned char* output, std::size_t room) noexcept {
+                                                      unsigned char* output, std::size_t room,
+                                                      unsigned& mixedBlocks) noexcept {
     constexpr std::uint64_t firstOfFour = 0x1111111111111111u;
     constexpr std::uint64_t firstOfTwo = 0x5555555555555555u;
     const std::uint32_t beyondASCII = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x80)));
-    if (beyondASCII == 0) {
+    if ((beyondASCII | mixedBlocks) == 0) {
         const __m256i bytes = _mm512_cvtepi16_epi8(units);
         if (room >= 32) {
             _mm256_storeu_si256(reinterpret_cast<__m256i*>(output), bytes);
@@ -205,6 +210,7 @@ std::size_t StoreKept(unsigned char* output, std::uint64_t kept, __m512i bytes, 
     }
     const std::uint32_t threeBytes = InRegister(_mm512_cmpge_epu16_mask(units, EachUnit512(0x800)));
     if (threeBytes == 0) {
+        mixedBlocks = beyondASCII != 0 ? 3 : mixedBlocks - 1; // at least 1 where all is ASCII
         const __m512i two =
             _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi16(units, 6),
                                             _mm512_slli_epi16(_mm512_and_si512(units, EachUnit512(0x3F)), 8)),
@@ -215,6 +221,7 @@ std::size_t StoreKept(unsigned char* output, std::uint64_t kept, __m512i bytes, 
                          _pdep_u64(beyondASCII & taken, firstOfTwo) | _pdep_u64(taken, firstOfTwo << 1),
                          bytes, room);
     }
+    mixedBlocks = 0;
     const __m512i kinds = _mm512_and_si512(units, EachUnit512(0xFC00));
     const std::uint32_t leading = InRegister(_mm512_cmpeq_epi16_mask(kinds, EachUnit512(0xD800)));
     const std::uint32_t trailing = leading << 1;
@@ -310,18 +317,20 @@ struct EncodedSizes {
     }
 };
 
+// A function of its own, for the compiler lays the loop out worse beside another.
 template <bool singly>
-Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
-           std::size_t capacity) noexcept {
+[[gnu::noinline]] Run EncodeMixed(const std::uint16_t* input, std::size_t length, unsigned char* output,
+                                  std::size_t capacity) noexcept {
     std::size_t in = 0;
     std::size_t out = 0;
+    unsigned mixedBlocks = 0;
     for (;;) {
         while (length - in >= 32 && capacity - out >= 96) {
             const __m512i units = _mm512_loadu_si512(input + in);
             if (FindStops<singly>(units, 0xFFFFFFFFu) != 0) {
                 break;
             }
-            out += EncodeUnits(units, 0xFFFFFFFFu, output + out, capacity - out);
+            out += EncodeUnits(units, 0xFFFFFFFFu, output + out, capacity - out, mixedBlocks);
             in += 32;
         }
         const std::size_t room = capacity - out;
@@ -340,9 +349,46 @@ Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output
         if (count == 0) {
             return {in, out};
         }
-        out += EncodeUnits(units, FirstOf32(count), output + out, room);
+        out += EncodeUnits(units, FirstOf32(count), output + out, room, mixedBlocks);
         in += count;
     }
+}
+
+// Encodes the ASCII that a text begins with, as far as 64 units in a row are nothing else, and not much of it
+// near its end; with `singly` up to a zero. In turns of four, for the end of a loop of many short turns is
+// guessed wrongly. Returns how many units it encoded.
+template <bool singly>
+[[gnu::noinline]] std::size_t EncodeASCII(const std::uint16_t* input, unsigned char* output,
+                                          std::size_t count) noexcept {
+    std::size_t i = 0;
+    const auto step = [&] {
+        const __m512i first = _mm512_loadu_si512(input + i);
+        const __m512i second = _mm512_loadu_si512(input + i + 32);
+        const __m512i least = _mm512_min_epu16(first, second);
+        if (_mm512_test_epi16_mask(_mm512_or_si512(first, second), EachUnit512(0xFF80)) != 0 ||
+            (singly && _mm512_testn_epi16_mask(least, least) != 0)) {
+            return false;
+        }
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(output + i), _mm512_cvtepi16_epi8(first));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(output + i + 32), _mm512_cvtepi16_epi8(second));
+        i += 64;
+        return true;
+    };
+    while (count - i >= 256 && step() && step() && step() && step()) {
+    }
+    return i;
+}
+
+template <bool singly>
+Run Encode(const std::uint16_t* input, std::size_t length, unsigned char* output,
+           std::size_t capacity) noexcept {
+    const std::size_t count = Smaller(length, capacity);
+    if (count < 256) {
+        return EncodeMixed<singly>(input, length, output, capacity);
+    }
+    const std::size_t ascii = EncodeASCII<singly>(input, output, count);
+    const Run rest = EncodeMixed<singly>(input + ascii, length - ascii, output + ascii, capacity - ascii);
+    return {ascii + rest.consumed, ascii + rest.written};
 }
 
 } // namespace
