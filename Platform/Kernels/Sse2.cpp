@@ -205,6 +205,8 @@ Run Sse2DecodePairs(const DecodeTable& table, const unsigned char* input, std::s
     return {read + rest.consumed, written + rest.written};
 }
 
+namespace {
+
 // Encodes 16 units of one byte each and returns codes that hold all bits of theirs. What is not of one byte
 // becomes any byte.
 __m128i Encode16(const EncodeTable& table, const std::uint16_t* input, unsigned char* output) noexcept {
@@ -214,8 +216,8 @@ __m128i Encode16(const EncodeTable& table, const std::uint16_t* input, unsigned 
     return _mm_or_si128(a, b);
 }
 
-// Encodes 64 units, or returns false where they are not of one byte each. Apart from its caller, whose loop
-// stays small.
+// Encodes 64 units, or returns false where they are not of one byte each. Not inline, so that the loop of
+// its caller stays small.
 [[gnu::noinline]] bool Encode64(const EncodeTable& table, const std::uint16_t* input,
                                 unsigned char* output) noexcept {
     __m128i codes = _mm_setzero_si128();
@@ -224,6 +226,8 @@ __m128i Encode16(const EncodeTable& table, const std::uint16_t* input, unsigned 
     }
     return AreZero(_mm_srli_epi16(codes, 8));
 }
+
+} // namespace
 
 Run Sse2EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
                     unsigned char* output, std::size_t capacity) noexcept {

@@ -159,6 +159,19 @@ TEST_F(SpareMemoryTest, StringsInTheSameMemoryAreWhatTheyWouldBeInTheirOwn) {
     EXPECT_LE(KeptBytes(), 2 * SpareMemory::smallSize);
 }
 
+TEST_F(SpareMemoryTest, LongerTextsInPlaceBeginAtAMultipleOf16) {
+    const std::string text(8191, 'x');
+    const auto misalignment = [&](unsigned length) {
+        SpareMemory::Clear();
+        const KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString(text.data(), length));
+        return reinterpret_cast<std::uintptr_t>(string->Get()) % 16;
+    };
+    EXPECT_NE(misalignment(1022), 0u) << "right behind the object";
+    EXPECT_EQ(misalignment(1023), 0u);
+    EXPECT_EQ(misalignment(1024), 0u);
+    EXPECT_EQ(misalignment(8191), 0u);
+}
+
 // A long text's own block is not kept, nor is what stood behind a string that outgrew it.
 TEST_F(SpareMemoryTest, OnlyWhatStandsBehindAStringIsKept) {
     const std::string text(100'000, 'x');

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <new>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
 
@@ -26,6 +27,7 @@ public:
         if (memory == MAP_FAILED) {
             throw std::bad_alloc();
         }
+        ::madvise(memory, count * pageSize, MADV_NOHUGEPAGE); // where those are, more is provided
     }
     FreshPages(const FreshPages&) = delete; // owns the pages
     FreshPages& operator=(const FreshPages&) = delete;
@@ -90,6 +92,27 @@ TEST_F(MemoryTest, LeavesSmallBlocksAlone) {
     WillFill(pages.Begin(), 0);
     WillFill(nullptr, 0);
     EXPECT_EQ(pages.AreThere(), Pages(0, 0, 40));
+}
+
+TEST_F(MemoryTest, ProvidesTheSmallestBlockThatIsNotSmall) {
+    const FreshPages pages(40);
+    WillFill(pages.Begin(), 16 * FreshPages::pageSize);
+    EXPECT_EQ(pages.AreThere(), Pages(0, 16, 24));
+}
+
+TEST_F(MemoryTest, WritingAPageThatWasProvidedFindsItThere) {
+    const FreshPages pages(40);
+    WillFill(pages.Begin(), 40 * FreshPages::pageSize);
+    const auto faults = [] {
+        rusage usage{};
+        ::getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_minflt;
+    };
+    const auto before = faults();
+    for (std::size_t i = 0; i < 40; ++i) {
+        pages.Begin()[i * FreshPages::pageSize] = 'x';
+    }
+    EXPECT_LT(faults() - before, 20);
 }
 
 TEST_F(MemoryTest, KeepsContents) {

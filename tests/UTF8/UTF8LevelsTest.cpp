@@ -249,7 +249,7 @@ TEST_P(UTF8LevelsTest, EveryUnitAtThePlacesOfABlock) {
 
 // ASCII goes in larger blocks than other text.
 TEST_P(UTF8LevelsTest, OneUnitAtEveryPlaceOfAnASCIIText) {
-    for (const std::size_t length : {64u, 79u, 130u, 200u, 256u, 600u}) {
+    for (const std::size_t length : {64u, 79u, 130u, 200u, 256u, 448u, 511u, 600u}) {
         Units text(length, 'a');
         for (std::size_t place = 0; place < length; ++place) {
             for (const wchar16 unit : Units{0, 0x80, 0xE9, 0xFF, 0x100, 0x7FF, 0x800, 0xD83D, 0xFF80}) {

@@ -3,7 +3,7 @@
 // A short text stands behind the object, in the one block of memory that both share; a longer one, and one
 // that Append made outgrow its place, has a block of its own. The memory of the first is that of a string
 // which the thread let go, where it has such. Of those, longer texts begin at a multiple of 16, so that
-// no vector of that size that a loop stores lies in two cache lines. There is always room for one zero
+// stores of 16 bytes from the beginning on do not lie in two cache lines. There is always room for one zero
 // character more than the string occupies, and everything from the text's end to there is zero. Only what
 // must read as zero is written as zero. Thread safety: as for the interfaces.
 

@@ -6,6 +6,8 @@
 #include "OperatingSystem/CRuntime.h"
 #include "OperatingSystem/Memory.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <utility>
@@ -18,6 +20,9 @@ struct StreamCloser {
     void operator()(std::FILE* stream) const noexcept { OperatingSystem::fclose(stream); }
 };
 using OpenStream = std::unique_ptr<std::FILE, StreamCloser>;
+
+// Bytes of the largest file of a table. One that is larger has to be read before it gets memory.
+constexpr std::size_t largestTable = std::size_t{1} << 20;
 
 [[noreturn]] void Rethrow(KBase::WideView lead, const KBase::Message& cause) {
     const KBase::WideStream text = KBase::WideStream() << lead << "\n" << KBase::WideView(cause.GetMessage());
@@ -40,7 +45,7 @@ KBase::ReturnPtr<KSerialization::ReadDataStream> ReadTableFile(const wchar16* fi
     try {
         OpenStream stream(File::OpenStream(fileName, File::ModeRead, File::ShareByMode));
         contents = KDataType::CreateBinary(File::GetSize(stream.get()), nullptr);
-        OperatingSystem::WillFill(contents->GetData(), contents->GetSize());
+        OperatingSystem::WillFill(contents->GetData(), std::min(contents->GetSize(), largestTable));
         File::Read(stream.get(), contents.get(), contents->GetSize());
         File::Close(stream.release());
     } catch (const KBase::Message& cause) {
