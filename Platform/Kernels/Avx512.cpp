@@ -125,31 +125,27 @@ void StoreUnits(std::uint16_t* output, __m512i units, std::size_t count) noexcep
     return block;
 }
 
-// Units of 80 and above are looked up in the stretches that the table names; what is in none of them, which
-// is rare, one by one.
-Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
-                unsigned char* output, std::size_t capacity) noexcept {
-    if (!table.asciiStands) {
-        return PlainEncode(table, input, length, output, capacity);
+// The bytes of 64 units, of one byte each. Units of 80 and above are looked up in the stretches that the
+// table names; what is in none of them, which is rare, one by one.
+class OneByteUnits {
+public:
+    explicit OneByteUnits(const EncodeTable& encodeTable) noexcept
+        : table(encodeTable),
+          inOrder(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7)),
+          lowHalf(_mm512_set1_epi16(0xFF)) {
+        for (unsigned s = 0; s < stretchCount; ++s) {
+            numbers[s] = _mm512_set1_epi8(static_cast<char>(table.stretches[s]));
+            first[s] = _mm512_loadu_si512(table.bytes[s]);
+            second[s] = _mm512_loadu_si512(table.bytes[s] + 64);
+        }
     }
-    constexpr unsigned stretchCount = EncodeTable::stretchCount;
-    __m512i numbers[stretchCount];
-    __m512i first[stretchCount];
-    __m512i second[stretchCount];
-    for (unsigned s = 0; s < stretchCount; ++s) {
-        numbers[s] = _mm512_set1_epi8(static_cast<char>(table.stretches[s]));
-        first[s] = _mm512_loadu_si512(table.bytes[s]);
-        second[s] = _mm512_loadu_si512(table.bytes[s] + 64);
-    }
-    const __m512i inOrder = _mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7);
-    const __m512i lowHalf = _mm512_set1_epi16(0xFF);
-    const __m512i nonASCII = _mm512_set1_epi16(static_cast<short>(0xFF80));
-    const std::size_t count = Smaller(length, capacity);
-    // Converts a block and returns how far it came.
-    const auto convert = [&](std::size_t i, std::size_t block) {
+
+    // Encodes a block of up to 64 units and returns how far it came.
+    [[gnu::always_inline]] std::size_t Encode(const std::uint16_t* input, std::size_t block,
+                                              unsigned char* output) const noexcept {
         const __mmask64 all = FirstOf64(block);
-        const __m512i a = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all), input + i);
-        const __m512i b = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all >> 32), input + i + 32);
+        const __m512i a = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all), input);
+        const __m512i b = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(all >> 32), input + 32);
         // What is packed lies in another order, which is put right at the end. The numbers above FE are all
         // FF.
         const __m512i number = _mm512_packus_epi16(_mm512_srli_epi16(a, 7), _mm512_srli_epi16(b, 7));
@@ -161,51 +157,82 @@ Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_
             const __mmask64 here = _mm512_cmpeq_epi8_mask(number, numbers[s]);
             bytes = _mm512_or_si512(bytes, _mm512_maskz_permutex2var_epi8(here, first[s], low, second[s]));
         }
+        _mm512_mask_storeu_epi8(output, all, _mm512_permutexvar_epi64(inOrder, bytes));
         const __mmask64 unknown = _mm512_mask_testn_epi8_mask(beyondASCII, bytes, bytes);
-        _mm512_mask_storeu_epi8(output + i, all, _mm512_permutexvar_epi64(inOrder, bytes));
         if (unknown != 0) [[unlikely]] {
             const __m512i inPlace = _mm512_permutexvar_epi64(inOrder, _mm512_movm_epi8(unknown));
-            return EncodeMarked(table, _mm512_movepi8_mask(inPlace), input + i, output + i, block);
+            return EncodeMarked(table, _mm512_movepi8_mask(inPlace), input, output, block);
         }
         return block;
-    };
-    std::size_t i = 0;
-    // Without branches on the length, as in DecodeBytes.
-    if (count <= 128) {
-        const std::size_t block = Smaller(64, count);
-        i = convert(0, block);
-        if (i == block) {
-            i += convert(i, count - i);
-        }
-        return {i, i};
     }
+
+    // Of 64 units that are ASCII.
+    [[gnu::always_inline]] void EncodeASCII(const std::uint16_t* input,
+                                            unsigned char* output) const noexcept {
+        const __m512i bytes = _mm512_packus_epi16(_mm512_loadu_si512(input), _mm512_loadu_si512(input + 32));
+        _mm512_storeu_si512(output, _mm512_permutexvar_epi64(inOrder, bytes));
+    }
+
+private:
+    static constexpr unsigned stretchCount = EncodeTable::stretchCount;
+
+    const EncodeTable& table;
+    __m512i inOrder;
+    __m512i lowHalf;
+    __m512i numbers[stretchCount];
+    __m512i first[stretchCount];
+    __m512i second[stretchCount];
+};
+
+// A function of its own, so that short texts need not wait for what it keeps in registers. Whole blocks go in
+// turns, as in DecodeBytes. Whether a turn is ASCII alone is a guess, too.
+[[gnu::noinline]] std::size_t EncodeLong(const EncodeTable& table, const std::uint16_t* input,
+                                         std::size_t count, unsigned char* output) noexcept {
+    const OneByteUnits units(table);
+    const __m512i nonASCII = _mm512_set1_epi16(static_cast<short>(0xFF80));
+    std::size_t i = 0;
     const auto step = [&](std::size_t block) {
-        const std::size_t good = convert(i, block);
+        const std::size_t good = units.Encode(input + i, block, output + i);
         i += good;
         return good == block;
     };
-    // Whole blocks in turns, as in DecodeBytes. Whether a turn is ASCII alone is a guess, too.
-    const auto load = [&](std::size_t place) {
-        return _mm512_loadu_si512(input + place);
-    };
     while (count - i >= 256) {
-        __m512i any = load(i);
+        __m512i any = _mm512_loadu_si512(input + i);
         for (std::size_t k = 32; k < 256; k += 32) {
-            any = _mm512_or_si512(any, load(i + k));
+            any = _mm512_or_si512(any, _mm512_loadu_si512(input + i + k));
         }
         if (_mm512_test_epi16_mask(any, nonASCII) == 0) {
             for (unsigned block = 0; block < 4; ++block) {
-                const __m512i bytes = _mm512_packus_epi16(load(i), load(i + 32));
-                _mm512_storeu_si512(output + i, _mm512_permutexvar_epi64(inOrder, bytes));
+                units.EncodeASCII(input + i, output + i);
                 i += 64;
             }
             continue;
         }
         if (!(step(64) && step(64) && step(64) && step(64))) {
-            return {i, i};
+            return i;
         }
     }
     while (i < count && step(Smaller(64, count - i))) {
+    }
+    return i;
+}
+
+Run EncodeBytes(const EncodeTable& table, const std::uint16_t* input, std::size_t length,
+                unsigned char* output, std::size_t capacity) noexcept {
+    if (!table.asciiStands) {
+        return PlainEncode(table, input, length, output, capacity);
+    }
+    const std::size_t count = Smaller(length, capacity);
+    if (count > 128) [[unlikely]] {
+        const std::size_t encoded = EncodeLong(table, input, count, output);
+        return {encoded, encoded};
+    }
+    // Without branches on the length, as in DecodeBytes.
+    const OneByteUnits units(table);
+    const std::size_t block = Smaller(64, count);
+    std::size_t i = units.Encode(input, block, output);
+    if (i == block) {
+        i += units.Encode(input + i, count - i, output + i);
     }
     return {i, i};
 }

@@ -5,11 +5,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <new>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <vector>
 
@@ -108,11 +110,14 @@ TEST_F(MemoryTest, WritingAPageThatWasProvidedFindsItThere) {
         ::getrusage(RUSAGE_SELF, &usage);
         return usage.ru_minflt;
     };
+    // The system writes, so that no sanitizer touches memory of its own for it.
+    const int zeros = ::open("/dev/zero", O_RDONLY | O_CLOEXEC);
     const auto before = faults();
     for (std::size_t i = 0; i < 40; ++i) {
-        pages.Begin()[i * FreshPages::pageSize] = 'x';
+        ASSERT_EQ(::syscall(SYS_read, zeros, pages.Begin() + i * FreshPages::pageSize, 1), 1);
     }
     EXPECT_LT(faults() - before, 20);
+    ::close(zeros);
 }
 
 TEST_F(MemoryTest, KeepsContents) {
