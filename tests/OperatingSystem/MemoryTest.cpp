@@ -96,7 +96,7 @@ TEST_F(MemoryTest, LeavesSmallBlocksAlone) {
     EXPECT_EQ(pages.AreThere(), Pages(0, 0, 40));
 }
 
-TEST_F(MemoryTest, ProvidesTheSmallestBlockThatIsNotSmall) {
+TEST_F(MemoryTest, ProvidesTheSmallestBlockThatIsWorthAsking) {
     const FreshPages pages(40);
     WillFill(pages.Begin(), 16 * FreshPages::pageSize);
     EXPECT_EQ(pages.AreThere(), Pages(0, 16, 24));

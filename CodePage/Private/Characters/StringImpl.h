@@ -125,8 +125,9 @@ private:
     static constexpr std::size_t inPlaceLimit = 1024;
     static constexpr std::size_t filledInPlaceLimit = 8192;
 
-    // Bytes of text, with the zero, from which on one behind the object begins at a multiple of 16.
+    // Bytes of text, with the zero, from which on one behind the object begins at a multiple of `alignment`.
     static constexpr std::size_t alignedFrom = 1024;
+    static constexpr std::size_t alignment = 16;
 
     // Bytes up to which a block that is less than half used is exchanged for one that fits. What a larger one
     // has left was never touched and costs addresses, not memory; copying it would cost time.
@@ -138,9 +139,10 @@ private:
     static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references, std::size_t limit) {
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
         if (bytes <= limit) {
-            static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ % 16 == 0);
-            const std::size_t begin =
-                bytes < alignedFrom ? sizeof(StringImpl) : (sizeof(StringImpl) + 15) / 16 * 16;
+            static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ % alignment == 0);
+            const std::size_t begin = bytes < alignedFrom
+                                          ? sizeof(StringImpl)
+                                          : (sizeof(StringImpl) + alignment - 1) / alignment * alignment;
             std::size_t all = begin + bytes;
             char* const memory = static_cast<char*>(SpareMemory::Take(all));
             const std::size_t room = (all - begin) / sizeof(Character) - 1;
