@@ -539,6 +539,20 @@ TEST_F(JisConversionTest, CodePage12SubstitutesAllOfALongTextOfWhichNothingIsMap
     }
 }
 
+TEST_F(JisConversionTest, CodePage12GoesOnBehindASubstitutionWhereverALongTextHasIt) {
+    for (const std::size_t place : {0u, 1u, 5000u, 8190u, 8191u, 8192u, 8193u, 16383u, 16384u, 19999u}) {
+        WideString text(20'000, u'a');
+        std::string expected(text.size(), 'a');
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            expected[i] = static_cast<char>('a' + i % 23);
+            text[i] = static_cast<wchar16>(expected[i]);
+        }
+        text[place] = 0x0E01; // Thai, which shift_jis does not have
+        expected[place] = '?';
+        EXPECT_EQ(Encode(text, noLimit, true), (Result{expected, 0, ""})) << place;
+    }
+}
+
 TEST_F(JisConversionTest, CodePage12TellsOfAnInvalidUnitBeforeATableThatIsMissing) {
     const TemporaryDirectory directory;
     MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U", SerializedTables::Rows().File());

@@ -159,12 +159,12 @@ TEST_F(SpareMemoryTest, StringsInTheSameMemoryAreWhatTheyWouldBeInTheirOwn) {
     EXPECT_LE(KeptBytes(), 2 * SpareMemory::smallSize);
 }
 
-TEST_F(SpareMemoryTest, LongerTextsInPlaceBeginAtAMultipleOf16) {
+TEST_F(SpareMemoryTest, LongerTextsInPlaceBeginWithACacheLine) {
     const std::string text(8191, 'x');
     const auto misalignment = [&](unsigned length) {
         SpareMemory::Clear();
         const KBase::ReturnPtrI<MultiByteString> string(CreateMultiByteString(text.data(), length));
-        return reinterpret_cast<std::uintptr_t>(string->Get()) % 16;
+        return reinterpret_cast<std::uintptr_t>(string->Get()) % 64;
     };
     EXPECT_NE(misalignment(1022), 0u) << "right behind the object";
     EXPECT_EQ(misalignment(1023), 0u);

@@ -2,10 +2,10 @@
 //
 // A short text stands behind the object, in the one block of memory that both share; a longer one, and one
 // that Append made outgrow its place, has a block of its own. The memory of the first is that of a string
-// which the thread let go, where it has such. Of those, longer texts begin at a multiple of 16, so that
-// stores of 16 bytes from the beginning on do not lie in two cache lines. There is always room for one zero
-// character more than the string occupies, and everything from the text's end to there is zero. Only what
-// must read as zero is written as zero. Thread safety: as for the interfaces.
+// which the thread let go, where it has such. Of those, longer texts begin with a cache line, so that no
+// store of a whole vector, from the beginning on, lies in two. There is always room for one zero character
+// more than the string occupies, and everything from the text's end to there is zero. Only what must read as
+// zero is written as zero. Thread safety: as for the interfaces.
 
 #pragma once
 
@@ -127,7 +127,7 @@ private:
 
     // Bytes of text, with the zero, from which on one behind the object begins at a multiple of `alignment`.
     static constexpr std::size_t alignedFrom = 1024;
-    static constexpr std::size_t alignment = 16;
+    static constexpr std::size_t alignment = 64;
 
     // Bytes up to which a block that is less than half used is exchanged for one that fits. What a larger one
     // has left was never touched and costs addresses, not memory; copying it would cost time.
@@ -139,12 +139,11 @@ private:
     static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references, std::size_t limit) {
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
         if (bytes <= limit) {
-            static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ % alignment == 0);
-            const std::size_t begin = bytes < alignedFrom
-                                          ? sizeof(StringImpl)
-                                          : (sizeof(StringImpl) + alignment - 1) / alignment * alignment;
-            std::size_t all = begin + bytes;
+            const std::size_t mostSkipped = bytes < alignedFrom ? 0 : alignment - 1;
+            std::size_t all = sizeof(StringImpl) + mostSkipped + bytes;
             char* const memory = static_cast<char*>(SpareMemory::Take(all));
+            const auto behind = reinterpret_cast<std::uintptr_t>(memory) + sizeof(StringImpl);
+            const std::size_t begin = sizeof(StringImpl) + ((0 - behind) & mostSkipped);
             const std::size_t room = (all - begin) / sizeof(Character) - 1;
             return ::new (memory)
                 StringImpl(reinterpret_cast<Character*>(memory + begin), room, false, references);

@@ -12,6 +12,7 @@
 #include "Kernels/ShiftJisLoops.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -37,7 +38,17 @@ public:
         length += count;
     }
 
+    // Appends the first `count` of N bytes, without a branch; the others get into what is behind.
+    template <std::size_t N>
+    void AppendFirst(const char* bytes, std::size_t count) noexcept {
+        std::memcpy(output + length, bytes, N);
+        length += count;
+    }
+
     std::size_t Length() const noexcept { return length; }
+
+    // Bytes that still leave the block below its size. Requires: a block.
+    std::size_t Room() const noexcept { return blockSize - 1 - length; }
 
     // Where a loop appends by itself, and what it has appended.
     unsigned char* Place() const noexcept { return reinterpret_cast<unsigned char*>(output + length); }
@@ -48,6 +59,39 @@ private:
     std::size_t blockSize;
     std::size_t length = 0;
 };
+
+// Behind a loop that has filled a block, single bytes may still fit, three at most. How many they are and
+// what comes next is as good as random: all is told without branches, which would be guessed wrongly.
+struct EndOfBlock {
+    static constexpr std::size_t mostSingles = escapeLength;
+
+    // Appends single bytes from the beginning of `text`, of which it looks at `endOfBlockLength`.
+    EndOfBlock(const char* text, const Kernels::JisTable& table, Block& block, bool& inJIS) noexcept {
+        const auto byteAt = [&](std::size_t place) {
+            return static_cast<unsigned char>(text[place]);
+        };
+        const auto leadsAt = [&](std::size_t place) {
+            return table.shiftJis->rowOf[byteAt(place)] != 0;
+        };
+        const unsigned noSingles = (leadsAt(0) ? 1u : 0) | (leadsAt(1) ? 2u : 0) | (leadsAt(2) ? 4u : 0) | 8u;
+        const std::size_t closing = inJIS ? escapeLength : 0;
+        singles = std::min<std::size_t>(static_cast<unsigned>(std::countr_zero(noSingles)),
+                                        block.Room() - closing); // room was kept for it
+        block.AppendFirst<escapeLength>(toASCII, singles != 0 ? closing : 0);
+        block.AppendFirst<mostSingles>(text, singles);
+        inJIS = inJIS && singles == 0;
+
+        const bool isPair = leadsAt(singles);
+        const std::size_t needed =
+            (isPair == inJIS ? 0 : escapeLength) + (isPair ? 2 + escapeLength : std::size_t{1});
+        const unsigned pair = isPair ? byteAt(singles) * 0x100u + byteAt(singles + 1) : 0;
+        isFull = (!isPair || table.codes[pair] != 0) & !block.Holds(needed);
+    }
+
+    std::size_t singles;
+    bool isFull; // the next character does not fit, and if it is a pair it has a code in the table
+};
+constexpr std::size_t endOfBlockLength = EndOfBlock::mostSingles + 2;
 
 [[noreturn]] void ThrowNoJISCode(const MultiByteCharacter& pair) {
     Throw<InvalidCharacterException>(
@@ -133,6 +177,14 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
             block.Advance(run.written);
             inJIS = run.inJIS;
         }
+        if (blockSize != 0 && leads != nullptr && piece.size() - i >= endOfBlockLength) {
+            const EndOfBlock end(piece.data() + i, table, block, inJIS);
+            i += end.singles;
+            count += static_cast<unsigned>(end.singles);
+            if (end.isFull) {
+                break;
+            }
+        }
         // A lead byte that ends a piece waits for its second byte.
         const bool isPending = i + 1 == piece.size() && isLeadByte(piece[i]);
         if ((isPending || i == piece.size()) && text.Left() != 0) {
@@ -177,9 +229,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
         }
         ++count;
     }
-    if (inJIS) {
-        block.Append(toASCII, escapeLength);
-    }
+    block.AppendFirst<escapeLength>(toASCII, inJIS ? escapeLength : 0);
     result->Finish(block.Length());
     return result;
 }

@@ -20,32 +20,65 @@ using KBase::operator""_w;
 namespace {
 
 // Code units that are converted, and how far that is.
-struct Units {
-    const EncodeMap* map; // null where nothing is mapped
+class Units {
+public:
+    // `map` is null where nothing is mapped; `number` becomes how many are converted, whenever ConvertInto
+    // returns or throws.
+    Units(const EncodeMap* encodeMap, char substitution, CodePage::USE_SUBSTITUTION_CHARACTER substitutes,
+          const unsigned short* text, unsigned int count, unsigned int& number)
+        : map(encodeMap),
+          substitutionCharacter(substitution),
+          mode(substitutes),
+          input(text),
+          length(count),
+          converted(number) {}
+
+    // Whether all of them are converted.
+    bool IsUsedUp() const { return taken == length; }
+
+    // Goes on behind what is converted, fills `output`, where there is room for `capacity` bytes, and returns
+    // how many it wrote.
+    std::size_t ConvertInto(char* output, std::size_t capacity) {
+        std::size_t written = 0;
+        if (map != nullptr) {
+            written = Run(output, capacity);
+            if (IsDone()) {
+                converted = static_cast<unsigned int>(taken);
+                return written;
+            }
+        }
+        Units rest = *this; // a copy, so that these may stay in registers
+        written = rest.ConvertOdd(output, written, capacity);
+        taken = rest.taken;
+        return written;
+    }
+
+private:
+    // Converts what the map's look-up has, and returns the bytes written.
+    std::size_t Run(char* output, std::size_t capacity) {
+        const Kernels::Run run = map->Convert(input + taken, length - taken, output, capacity);
+        taken += run.consumed;
+        return run.written;
+    }
+
+    // Behind a run: whether all is taken or the next character does not fit.
+    bool IsDone() const { return taken == length || map->Maps(input[taken]); }
+
+    // Goes on where the next unit is none of the look-up's.
+    std::size_t ConvertOdd(char* output, std::size_t written, std::size_t capacity);
+
+    const EncodeMap* map;
     char substitutionCharacter;
     CodePage::USE_SUBSTITUTION_CHARACTER mode;
     const unsigned short* input;
     unsigned int length;
-    unsigned int& converted; // how many of them are, when ConvertInto returns or throws
-    std::size_t taken = 0;   // the same number, whatever the caller makes of the other
-
-    // Goes on behind what is converted, fills `output`, where there is room for `capacity` bytes, and returns
-    // how many it wrote.
-    std::size_t ConvertInto(char* output, std::size_t capacity);
+    unsigned int& converted;
+    std::size_t taken = 0; // the same number, whatever the caller makes of the other
 };
 
-[[gnu::always_inline]] inline std::size_t Units::ConvertInto(char* output, std::size_t capacity) {
-    std::size_t written = 0;
+// Apart from the others, which need not make ready for an exception.
+[[gnu::noinline]] std::size_t Units::ConvertOdd(char* output, std::size_t written, std::size_t capacity) {
     while (taken < length) {
-        if (map != nullptr) {
-            const Kernels::Run run =
-                map->Convert(input + taken, length - taken, output + written, capacity - written);
-            taken += run.consumed;
-            written += run.written;
-            if (taken == length || map->Maps(input[taken])) {
-                break; // all is taken, or the next character does not fit
-            }
-        }
         MultiByteCharacter character = map != nullptr ? map->Get(input[taken]) : MultiByteCharacter();
         if (!character.IsValid()) {
             if (mode != CodePage::SUBSTITUTE) {
@@ -61,6 +94,12 @@ struct Units {
         std::memcpy(output + written, character.Get(), character.Length());
         written += character.Length();
         ++taken;
+        if (map != nullptr) {
+            written += Run(output + written, capacity - written);
+            if (IsDone()) {
+                break;
+            }
+        }
     }
     converted = static_cast<unsigned int>(taken);
     return written;
@@ -81,7 +120,7 @@ public:
         }
         const std::size_t room = std::min(left, sizeof place - pending);
         const std::size_t made = units.ConvertInto(place + pending, room);
-        const bool isLast = room == left || units.taken == units.length;
+        const bool isLast = room == left || units.IsUsedUp();
         left = isLast ? 0 : left - made;
         piece = {place, pending + made};
     }
@@ -141,7 +180,7 @@ UnicodeToMultiByte::ConvertObservingBlockSize(unsigned int& converted, unsigned 
     }
     auto result = length >= capacity ? MultiByteStringImpl::CreateForBlock(capacity)
                                      : MultiByteStringImpl::CreateForWriting(capacity);
-    Units units = {map.get(), substitutionCharacter, mode, input, length, converted};
+    Units units(map.get(), substitutionCharacter, mode, input, length, converted);
     result->Finish(units.ConvertInto(result->WritingPlace(), capacity));
     return result;
 }
