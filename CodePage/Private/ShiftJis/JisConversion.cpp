@@ -84,8 +84,8 @@ struct EndOfBlock {
         const bool isPair = leadsAt(singles);
         const std::size_t needed =
             (isPair == inJIS ? 0 : escapeLength) + (isPair ? 2 + escapeLength : std::size_t{1});
-        const unsigned pair = isPair ? byteAt(singles) * 0x100u + byteAt(singles + 1) : 0;
-        isFull = (!isPair || table.codes[pair] != 0) & !block.Holds(needed);
+        const unsigned pair = (byteAt(singles) * 0x100u + byteAt(singles + 1)) * unsigned{isPair};
+        isFull = (!isPair | (table.codes[pair] != 0)) & !block.Holds(needed);
     }
 
     std::size_t singles;
@@ -229,7 +229,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
         }
         ++count;
     }
-    block.AppendFirst<escapeLength>(toASCII, inJIS ? escapeLength : 0);
+    block.AppendFirst<escapeLength>(toASCII, escapeLength * std::size_t{inJIS});
     result->Finish(block.Length());
     return result;
 }
