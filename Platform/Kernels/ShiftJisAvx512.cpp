@@ -109,8 +109,8 @@ bool AreRegular(__m512i bytes, __m512i codes, __mmask64 ofPairs, __mmask64 secon
     return (outside | _mm512_mask_cmpeq_epi8_mask(seconds, bytes, EachByte512(0x7F))) == 0;
 }
 
-// Writes a block, each byte behind the escape sequence to its mode where that changes, and changes up to
-// `jisSlack` bytes in all.
+// Writes a block, each byte behind the escape sequence to its mode where that changes, and behind it changes
+// the rest of a vector.
 void Write(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uint64_t changes) noexcept {
     const __m512i modes = _mm512_mask_mov_epi8(EachByte512('('), ofPairs, EachByte512('$'));
     for (unsigned begin = 0; begin < blockSize; begin += quarter) {
@@ -118,6 +118,15 @@ void Write(unsigned char* output, __m512i bytes, std::uint64_t ofPairs, std::uin
         _mm512_storeu_si512(output, _mm512_maskz_compress_epi8(kept, WithEscapes(bytes, modes, begin)));
         output += CountOf(kept);
     }
+}
+
+// Writes what the first `size` bytes of a block become, and changes nothing behind it: the whole block is
+// written elsewhere.
+void WriteFirst(std::size_t size, unsigned char* output, __m512i bytes, std::uint64_t ofPairs,
+                std::uint64_t changes) noexcept {
+    unsigned char whole[4 * blockSize];
+    Write(whole, bytes, ofPairs, changes);
+    std::memcpy(output, whole, SizeWithEscapes(size, changes));
 }
 
 // Adds the first `size` bytes of a block, whole characters, to a run.
@@ -171,8 +180,13 @@ Blocks RegularBlocks(bool inJIS, const unsigned char* input, std::size_t length,
         const std::size_t needed = SizeWithEscapes(blockSize, changes);
         if (needed > room) [[unlikely]] {
             isFull = true;
+            if ((ofPairs | changes) == 0) { // single bytes alone
+                _mm512_storeu_si512(output + run.written, bytes);
+                Take(room, 0, 0, 0, run);
+                break;
+            }
             const std::size_t size = SizeThatFits(room, leads, changes);
-            Write(output + run.written, codes, ofPairs, changes);
+            WriteFirst(size, output + run.written, codes, ofPairs, changes);
             Take(size, seconds, ofPairs, changes, run);
             isCut = isCut && size == 0;
             break;
@@ -260,7 +274,11 @@ JisRun Convert(const JisTable& table, bool inJIS, const unsigned char* input, st
             if (isLast) {
                 size = SizeThatFits(room, leads, changes);
             }
-            Write(output + run.written, jis, ofPairs, changes);
+            if (SizeWithEscapes(blockSize, changes) <= room) {
+                Write(output + run.written, jis, ofPairs, changes);
+            } else {
+                WriteFirst(size, output + run.written, jis, ofPairs, changes);
+            }
             Take(size, seconds, ofPairs, changes, run);
             if (isLast || size == 0) {
                 return run;

@@ -33,7 +33,7 @@ struct JisRun {
 };
 
 // Bytes behind the capacity that are there too, and that a loop may change.
-inline constexpr std::size_t jisSlack = 256;
+inline constexpr std::size_t jisSlack = 64;
 
 // Converts whole characters until the input is used up, the next character with the escape sequence before it
 // does not fit the output, a pair has no code, or a lead byte is the last of the input. `inJIS`: as the loop
