@@ -203,6 +203,33 @@ TEST_F(JisConversionTest, NothingBehindTheTextIsRead) {
     }
 }
 
+TEST_F(JisConversionTest, NothingBehindTheTextIsReadWhereverABlockEnds) {
+    for (const std::string_view ending : {"", "abc", "abc\x82", "\x82\xA0", "\x82\xA0\x82", "abcdef"}) {
+        for (std::size_t length = 0; length < 70; ++length) {
+            const std::string text = std::string(length, '.') + std::string(ending);
+            const ExactString input(text);
+            for (unsigned blockSize = 1; blockSize < 80; ++blockSize) {
+                ASSERT_EQ(JisTables::Convert(*ShiftJisToJis::InstanceReference(), input, blockSize),
+                          Slow::OfServices().Convert(text, blockSize))
+                    << text << ", block size " << blockSize;
+            }
+        }
+    }
+}
+
+TEST_F(JisConversionTest, BlocksNeedNoMapOfTheShiftJisPage) {
+    const auto shiftJis = GetCodePageReference(SHIFT_JIS);
+    SerializedTables::Load(*shiftJis, SerializedTables::Unsigned32(UTF_8)); // which has no table
+    Slow slow = Slow::OfServices();
+    for (unsigned byte = 0; byte < 256; ++byte) {
+        slow.isLeadByte[byte] = shiftJis->IsLeadingByte(static_cast<char>(byte));
+    }
+    const std::string text = "abc\x82\xA0 def\xE3\x80";
+    for (unsigned blockSize = 0; blockSize < 30; ++blockSize) {
+        EXPECT_EQ(Convert(text, blockSize), slow.Convert(text, blockSize)) << blockSize;
+    }
+}
+
 TEST_F(JisConversionTest, ATableMayKnowALeadByteAtTheEnd) {
     const TemporaryDirectory directory;
     MarkedTables::WriteFile(directory.Path() / "shift_jis.M2U",
@@ -541,8 +568,8 @@ TEST_F(JisConversionTest, CodePage12SubstitutesAllOfALongTextOfWhichNothingIsMap
 
 TEST_F(JisConversionTest, CodePage12GoesOnBehindASubstitutionWhereverALongTextHasIt) {
     for (const std::size_t place : {0u, 1u, 5000u, 8190u, 8191u, 8192u, 8193u, 16383u, 16384u, 19999u}) {
-        WideString text(20'000, u'a');
-        std::string expected(text.size(), 'a');
+        WideString text(20'000, 0);
+        std::string expected(text.size(), 0);
         for (std::size_t i = 0; i < text.size(); ++i) {
             expected[i] = static_cast<char>('a' + i % 23);
             text[i] = static_cast<wchar16>(expected[i]);

@@ -179,13 +179,12 @@ struct Slow {
 };
 
 // The library's conversion. A message with any other text, domain or id is an error of the test.
-inline Result Convert(KCodePage::ShiftJisToJis& table, std::string_view text, unsigned blockSize) {
-    const KBase::ReturnPtrI<KCodePage::MultiByteString> input(
-        KCodePage::CreateMultiByteString(text.data(), static_cast<unsigned>(text.size())));
+inline Result Convert(KCodePage::ShiftJisToJis& table, const KCodePage::MultiByteString& input,
+                      unsigned blockSize) {
     Result result;
     result.count = 12345; // an output only
     const CodePageTests::Failure failure = CodePageTests::Raised([&] {
-        const auto string = table.ConvertObservingBlockSize(result.count, blockSize, input.Get());
+        const auto string = table.ConvertObservingBlockSize(result.count, blockSize, &input);
         result.bytes.assign(string->Get(), string->Length());
         if (string->Get()[string->Length()] != 0) {
             throw std::logic_error("the text is not terminated by a zero byte");
@@ -200,6 +199,11 @@ inline Result Convert(KCodePage::ShiftJisToJis& table, std::string_view text, un
         result.failure = failure.text.substr(lead.size());
     }
     return result;
+}
+inline Result Convert(KCodePage::ShiftJisToJis& table, std::string_view text, unsigned blockSize) {
+    const KBase::ReturnPtrI<KCodePage::MultiByteString> input(
+        KCodePage::CreateMultiByteString(text.data(), static_cast<unsigned>(text.size())));
+    return Convert(table, *input, blockSize);
 }
 
 // `text` without the pairs of escape sequences that close a run and open it again.

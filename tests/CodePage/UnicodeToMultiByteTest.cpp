@@ -72,7 +72,7 @@ TEST(UnicodeToMultiByte, TheExtensionIsU2M) {
 }
 
 TEST(UnicodeToMultiByte, AnEmptyTextGivesAnEmptyStringAndConvertedZero) {
-    for (const Pointer& table : {Loaded(PlainFile()), Pointer(new Table)}) {
+    for (const Pointer& table : {Loaded(PlainFile()), Filled(1252), Pointer(new Table)}) {
         for (const unsigned blockSize : {0u, 1u, 100u}) {
             for (const bool substitute : {true, false}) {
                 EXPECT_TRUE(Encode(*table, WideString(), blockSize, substitute) == Result());

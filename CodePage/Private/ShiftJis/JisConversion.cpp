@@ -25,7 +25,7 @@ constexpr char toASCII[] = "\x1B(B";
 constexpr std::size_t escapeLength = 3;
 
 // JIS text that grows up to a block. What is appended is counted whether or not it is allowed: callers ask
-// Holds first.
+// Holds or Room first. Behind the text there is the slack of the loops.
 class Block {
 public:
     Block(char* place, unsigned size) noexcept : output(place), blockSize(size) {}
@@ -38,16 +38,17 @@ public:
         length += count;
     }
 
-    // Appends the first `count` of N bytes, without a branch; the others get into what is behind.
+    // Appends the first `count` of N bytes, without a branch; the others get into the slack.
     template <std::size_t N>
     void AppendFirst(const char* bytes, std::size_t count) noexcept {
+        static_assert(2 * N <= Kernels::jisSlack);
         std::memcpy(output + length, bytes, N);
         length += count;
     }
 
     std::size_t Length() const noexcept { return length; }
 
-    // Bytes that still leave the block below its size. Requires: a block.
+    // Bytes that still leave the block below its size. Requires: it has one and is below it.
     std::size_t Room() const noexcept { return blockSize - 1 - length; }
 
     // Where a loop appends by itself, and what it has appended.
@@ -60,8 +61,9 @@ private:
     std::size_t length = 0;
 };
 
-// Behind a loop that has filled a block, single bytes may still fit, three at most. How many they are and
-// what comes next is as good as random: all is told without branches, which would be guessed wrongly.
+// Behind a loop that has filled a block up to the room that it keeps for an escape sequence, single bytes may
+// still fit, as many as that has. How many they are and what comes next is as good as random: all is told
+// without branches, which would be guessed wrongly. Where the loop stopped earlier the result is right, too.
 struct EndOfBlock {
     static constexpr std::size_t mostSingles = escapeLength;
 
@@ -84,6 +86,7 @@ struct EndOfBlock {
         const bool isPair = leadsAt(singles);
         const std::size_t needed =
             (isPair == inJIS ? 0 : escapeLength) + (isPair ? 2 + escapeLength : std::size_t{1});
+        // 0 for a single byte, so that nothing far away is looked up for it.
         const unsigned pair = (byteAt(singles) * 0x100u + byteAt(singles + 1)) * unsigned{isPair};
         isFull = (!isPair | (table.codes[pair] != 0)) & !block.Holds(needed);
     }

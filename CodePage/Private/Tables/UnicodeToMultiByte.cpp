@@ -22,8 +22,8 @@ namespace {
 // Code units that are converted, and how far that is.
 class Units {
 public:
-    // `map` is null where nothing is mapped; `number` becomes how many are converted, whenever ConvertInto
-    // returns or throws.
+    // `encodeMap` is null where nothing is mapped; `number` becomes how many are converted, whenever
+    // ConvertInto returns or throws.
     Units(const EncodeMap* encodeMap, char substitution, CodePage::USE_SUBSTITUTION_CHARACTER substitutes,
           const unsigned short* text, unsigned int count, unsigned int& number)
         : map(encodeMap),
@@ -37,10 +37,10 @@ public:
     bool IsUsedUp() const { return taken == length; }
 
     // Goes on behind what is converted, fills `output`, where there is room for `capacity` bytes, and returns
-    // how many it wrote.
+    // how many it wrote. Where it throws, the next call goes on where this one did, and throws the same.
     std::size_t ConvertInto(char* output, std::size_t capacity) {
         std::size_t written = 0;
-        if (map != nullptr) {
+        if (map != nullptr && taken < length) { // a text of no units may be null
             written = Run(output, capacity);
             if (IsDone()) {
                 converted = static_cast<unsigned int>(taken);
