@@ -139,7 +139,9 @@ private:
     static StringImpl* CreateEmpty(std::size_t capacity, std::int32_t references, std::size_t limit) {
         const std::size_t bytes = (capacity + 1) * sizeof(Character);
         if (bytes <= limit) {
-            const std::size_t mostSkipped = bytes < alignedFrom ? 0 : alignment - 1;
+            // Not with the address sanitizer, for what is not skipped would lie behind the text.
+            const bool isAligned = SpareMemory::keeps && bytes >= alignedFrom;
+            const std::size_t mostSkipped = isAligned ? alignment - 1 : 0;
             std::size_t all = sizeof(StringImpl) + mostSkipped + bytes;
             char* const memory = static_cast<char*>(SpareMemory::Take(all));
             const auto behind = reinterpret_cast<std::uintptr_t>(memory) + sizeof(StringImpl);
