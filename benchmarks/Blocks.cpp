@@ -15,7 +15,7 @@ namespace {
 constexpr unsigned blockSize = 4096;
 
 void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const char* charset,
-                  const KBase::WideString& text) {
+                  const char* iconvCharset, const KBase::WideString& text) {
     Register("blocks-encode/" + name + "/whole", BytesIn(text), 1, [number, &text] {
         return [page = KCodePage::GetCodePageReference(number), &text] {
             benchmark::DoNotOptimize(page->ConvertToMultiByte(text.data(), Length(text.size()),
@@ -47,16 +47,28 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const ch
             }
         };
     });
+    Register("blocks-encode/" + name + "/iconv", BytesIn(text), 1, [iconvCharset, &text] {
+        return [iconv = std::make_unique<IconvConverter>(iconvUTF16, iconvCharset), &text] {
+            std::string_view rest = BytesOf(text);
+            for (bool more = true; more;) {
+                const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
+                std::size_t size = 0;
+                more = iconv->ConvertPiece(rest, {block.get(), blockSize}, size);
+                benchmark::DoNotOptimize(block.get());
+            }
+        };
+    });
 }
 
 } // namespace
 
 void RegisterBlocks(const std::vector<Text>& texts) {
     for (const Text& text : texts) {
-        RegisterPage(text.name, text.page->number, text.page->icu, text.units);
-        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", text.units);
+        RegisterPage(text.name, text.page->number, text.page->icu, text.page->iconv, text.units);
+        RegisterPage("utf-8:" + text.name, KCodePage::UTF_8, "UTF-8", "UTF-8", text.units);
         if (text.page->number == KCodePage::SHIFT_JIS) {
-            RegisterPage("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP", text.jisUnits);
+            RegisterPage("iso-2022-jp:" + text.name, KCodePage::ISO_2022_JP, "ISO-2022-JP", "ISO-2022-JP",
+                         text.jisUnits);
         }
     }
 }

@@ -23,6 +23,16 @@ void RegisterConverters(const std::vector<Text>& texts) {
                 benchmark::DoNotOptimize(icu.Decode(text.bytes).bytes.get());
             };
         });
+        measure("/iconv", [&text] {
+            return [iconv = std::make_unique<IconvConverter>(text.page->iconv, iconvUTF16), &text] {
+                benchmark::DoNotOptimize(iconv->Convert(text.bytes, sizeof(KBase::wchar16)).bytes.get());
+            };
+        });
+        measure("/memcpy", [&text] {
+            return [&text] {
+                benchmark::DoNotOptimize(Copy(BytesOf(text.units)).bytes.get());
+            };
+        });
     }
 }
 

@@ -59,19 +59,33 @@ auto EncodeLinesWithIcu(const Text& text) {
     };
 }
 
+auto DecodeLinesWithIconv(const Text& text) {
+    return [&text] {
+        return [iconv = std::make_unique<IconvConverter>(text.page->iconv, iconvUTF16), &text] {
+            for (const std::string& line : text.lines) {
+                benchmark::DoNotOptimize(iconv->Convert(line, sizeof(KBase::wchar16)).bytes.get());
+            }
+        };
+    };
+}
+
+auto EncodeLinesWithIconv(const Text& text) {
+    return [&text] {
+        return [iconv = std::make_unique<IconvConverter>(iconvUTF16, text.page->iconv), &text] {
+            for (const KBase::WideString& line : text.wideLines) {
+                benchmark::DoNotOptimize(iconv->Convert(BytesOf(line), text.page->bytes).bytes.get());
+            }
+        };
+    };
+}
+
 void RegisterDecoding(const Text& text) {
     const auto measure = [&](const char* side, auto make) {
         Register("lines-decode/" + text.name + side, text.bytes.size(), text.lines.size(), make);
     };
     measure("/kcodepage", DecodeLines(text));
     measure("/icu", DecodeLinesWithIcu(text));
-    measure("/iconv", [&text] {
-        return [iconv = std::make_unique<IconvConverter>(text.page->iconv, iconvUTF16), &text] {
-            for (const std::string& line : text.lines) {
-                benchmark::DoNotOptimize(iconv->Convert(line, sizeof(KBase::wchar16)).bytes.get());
-            }
-        };
-    });
+    measure("/iconv", DecodeLinesWithIconv(text));
     measure("/memcpy", [&text] {
         return [&text] {
             for (const KBase::WideString& line : text.wideLines) {
@@ -87,13 +101,7 @@ void RegisterEncoding(const Text& text) {
     };
     measure("/kcodepage", EncodeLines(text));
     measure("/icu", EncodeLinesWithIcu(text));
-    measure("/iconv", [&text] {
-        return [iconv = std::make_unique<IconvConverter>(iconvUTF16, text.page->iconv), &text] {
-            for (const KBase::WideString& line : text.wideLines) {
-                benchmark::DoNotOptimize(iconv->Convert(BytesOf(line), text.page->bytes).bytes.get());
-            }
-        };
-    });
+    measure("/iconv", EncodeLinesWithIconv(text));
     measure("/memcpy", [&text] {
         return [&text] {
             for (const std::string& line : text.lines) {
@@ -128,8 +136,10 @@ void RegisterThreads(const std::vector<Text>& texts) {
         };
         measure("decode", "/kcodepage", DecodeLines(text));
         measure("decode", "/icu", DecodeLinesWithIcu(text)); // a converter for each thread
+        measure("decode", "/iconv", DecodeLinesWithIconv(text));
         measure("encode", "/kcodepage", EncodeLines(text));
         measure("encode", "/icu", EncodeLinesWithIcu(text));
+        measure("encode", "/iconv", EncodeLinesWithIconv(text));
     }
 }
 

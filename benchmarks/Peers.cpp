@@ -1,5 +1,6 @@
 #include "Peers.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <iconv.h>
@@ -113,6 +114,20 @@ FreshText IconvConverter::Convert(std::string_view text, std::size_t worst) {
     }
     result.size -= room;
     return result;
+}
+
+bool IconvConverter::ConvertPiece(std::string_view& text, std::span<char> output, std::size_t& size) {
+    char* from = const_cast<char*>(text.data()); // iconv only reads it
+    char* to = output.data();
+    std::size_t left = text.size();
+    std::size_t room = output.size();
+    const bool isWhole = iconv(descriptor, &from, &left, &to, &room) != static_cast<std::size_t>(-1);
+    if (!isWhole && (errno != E2BIG || left == text.size())) {
+        throw std::runtime_error("iconv stopped at byte " + std::to_string(text.size() - left));
+    }
+    text.remove_prefix(text.size() - left);
+    size = output.size() - room;
+    return !isWhole;
 }
 
 bool IconvConverter::Converts(std::string_view text) {
