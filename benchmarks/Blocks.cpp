@@ -52,8 +52,7 @@ void RegisterPage(const std::string& name, KCodePage::CODE_PAGE number, const ch
             std::string_view rest = BytesOf(text);
             for (bool more = true; more;) {
                 const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
-                std::size_t size = 0;
-                more = iconv->ConvertPiece(rest, {block.get(), blockSize}, size);
+                more = iconv->ConvertPiece(rest, {block.get(), blockSize});
                 benchmark::DoNotOptimize(block.get());
             }
         };

@@ -116,7 +116,7 @@ FreshText IconvConverter::Convert(std::string_view text, std::size_t worst) {
     return result;
 }
 
-bool IconvConverter::ConvertPiece(std::string_view& text, std::span<char> output, std::size_t& size) {
+bool IconvConverter::ConvertPiece(std::string_view& text, std::span<char> output) {
     char* from = const_cast<char*>(text.data()); // iconv only reads it
     char* to = output.data();
     std::size_t left = text.size();
@@ -126,7 +126,6 @@ bool IconvConverter::ConvertPiece(std::string_view& text, std::span<char> output
         throw std::runtime_error("iconv stopped at byte " + std::to_string(text.size() - left));
     }
     text.remove_prefix(text.size() - left);
-    size = output.size() - room;
     return !isWhole;
 }
 

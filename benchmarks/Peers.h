@@ -61,9 +61,9 @@ public:
     // something does not convert.
     FreshText Convert(std::string_view text, std::size_t worst);
 
-    // Converts what `output` has room for and takes it off `text`; `size` becomes the bytes written. Whether
-    // there is more. Throws as Convert does.
-    bool ConvertPiece(std::string_view& text, std::span<char> output, std::size_t& size);
+    // Converts what `output` has room for and takes it off `text`. Returns whether there is more; what closes
+    // a text is not written. Throws as Convert does.
+    bool ConvertPiece(std::string_view& text, std::span<char> output);
 
     bool Converts(std::string_view text);
 

@@ -66,8 +66,9 @@ private:
 // without branches, which would be guessed wrongly. Where the loop stopped earlier the result is right, too.
 struct EndOfBlock {
     static constexpr std::size_t mostSingles = escapeLength;
+    static constexpr std::size_t textLength = mostSingles + 2; // bytes that are looked at
 
-    // Appends single bytes from the beginning of `text`, of which it looks at `endOfBlockLength`.
+    // Appends single bytes from the beginning of `text`, which has `textLength` or more.
     EndOfBlock(const char* text, const Kernels::JisTable& table, Block& block, bool& inJIS) noexcept {
         const auto byteAt = [&](std::size_t place) {
             return static_cast<unsigned char>(text[place]);
@@ -94,7 +95,6 @@ struct EndOfBlock {
     std::size_t singles;
     bool isFull; // the next character does not fit, and if it is a pair it has a code in the table
 };
-constexpr std::size_t endOfBlockLength = EndOfBlock::mostSingles + 2;
 
 [[noreturn]] void ThrowNoJISCode(const MultiByteCharacter& pair) {
     Throw<InvalidCharacterException>(
@@ -180,7 +180,7 @@ KBase::ReturnPtrI<MultiByteString> ShiftJisToJis::Convert(unsigned& count, unsig
             block.Advance(run.written);
             inJIS = run.inJIS;
         }
-        if (blockSize != 0 && leads != nullptr && piece.size() - i >= endOfBlockLength) {
+        if (blockSize != 0 && leads != nullptr && piece.size() - i >= EndOfBlock::textLength) {
             const EndOfBlock end(piece.data() + i, table, block, inJIS);
             i += end.singles;
             count += static_cast<unsigned>(end.singles);
